@@ -1,0 +1,62 @@
+#include "command/tempfile.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+#include "base/base.h"
+#include "preerror/preerror.h"
+#include "platform/platform.h"
+
+namespace {
+struct temp_state {
+  std::uint32_t counter = 0;
+  pre_list *removal_list = nullptr;
+  bool registered = false;
+};
+temp_state g_temp;
+}  // namespace
+
+char *pre_temp_name(const char *tail, bool remove_at_exit) {
+  std::string dir = pre_temp_directory();
+  std::string prefix = dir;
+  if (prefix.empty() || (prefix.back() != '/' && prefix.back() != '\\')) prefix += '/';
+  prefix += "QUB." + std::to_string(pre_process_id()) + ".";
+  std::string name;
+  for (;;) {
+    if (g_temp.counter == 0xFFFFFFFFu) {
+      pre_set_message_args("", "");
+      pre_report(27, 1);
+    }
+    name = prefix + std::to_string(g_temp.counter++) + (tail ? tail : "");
+    if (pre_create_exclusive(name.c_str())) break;
+    if (!pre_path_exists(name.c_str())) {  // the directory refuses new files
+      pre_set_message_args("", "");
+      pre_report(27, 1);
+    }
+  }
+  if (!g_temp.registered) {
+    if (std::atexit(pre_remove_temp_files) != 0) {
+      pre_internal_error("src/pre/prepath", 711);
+      pre_report(14, 1);
+    }
+    g_temp.registered = true;
+  }
+  char *result = pre_xstrdup(name.c_str());
+  if (remove_at_exit) {
+    if (!g_temp.removal_list) g_temp.removal_list = pre_list_new(pre_list_text_equal);
+    pre_list_add(g_temp.removal_list, pre_xstrdup(result));
+  }
+  return result;
+}
+
+void pre_remove_temp_files() {
+  if (!g_temp.removal_list) return;
+  pre_close_all_files();
+  for (void *p = pre_list_first(g_temp.removal_list); p; p = pre_list_next(g_temp.removal_list))
+    if (pre_path_exists(static_cast<char *>(p))) unlink(static_cast<char *>(p));
+  pre_list_free_texts(g_temp.removal_list);
+  g_temp.removal_list = nullptr;
+}

@@ -1,0 +1,12 @@
+// Temporary file names, reserved on creation and removed at exit.
+#ifndef QUB_COMMAND_TEMPFILE_H
+#define QUB_COMMAND_TEMPFILE_H
+
+// A new temporary name "<dir>/QUB.<pid>.<n><tail>"; the file is created empty with mode
+// 0600 so that nobody else can take the name. Registered for removal at exit when
+// remove_at_exit. Status 27 when no name is free. Caller frees.
+char *pre_temp_name(const char *tail, bool remove_at_exit);
+// Removes every registered file that exists.
+void pre_remove_temp_files();
+
+#endif

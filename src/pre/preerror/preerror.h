@@ -1,0 +1,46 @@
+// Numbered messages, the list of open files closed on a fatal exit, and the settings log.
+#ifndef QUB_PREERROR_PREERROR_H
+#define QUB_PREERROR_PREERROR_H
+
+#include <cstdio>
+
+// Highest status of the message table.
+constexpr int PRE_LAST_STATUS = 38;
+
+// Message arguments: copies cut at 999 characters; an absent text becomes "(null)".
+void pre_set_message_args(const char *text1, const char *text2);
+void pre_set_message_line(unsigned long line);
+
+// Mode 0 prints and returns; mode 1 prints and ends the process with exit status 1;
+// mode 2 returns for a warning or a note, and ends the process otherwise.
+// Status 6 prints the usage text on stdout and exits 0.
+void pre_report(int status, int mode);
+
+// The whole formatted message, "QUB++ error %d: %s\n" or "QUB++ warning %d: %s\n",
+// in a static buffer; the message arguments are cleared.
+const char *pre_format_message(int status);
+
+// "** Please notify vendor about error on\n** line %lu, module %s\n\n" on stderr.
+void pre_internal_error(const char *module, unsigned long line);
+
+bool pre_is_warning(int status);
+bool pre_is_note(int status);
+bool pre_is_error(int status);
+
+// Files that outlive one function: a fatal exit closes them.
+std::FILE *pre_fopen(const char *name, const char *mode);
+int pre_fclose(std::FILE *stream);
+void pre_close_all_files();
+
+// Settings log, folded at 75 columns.
+bool pre_log_open(const char *prefix);
+void pre_log_char(int c);
+void pre_log_text(const char *text);
+void pre_log_line(const char *text);
+void pre_log_newline();
+void pre_log_close();
+bool pre_log_is_open();
+const char *pre_log_name();
+const char *pre_log_date();
+
+#endif

@@ -1,0 +1,27 @@
+// The token scanner: preprocessed bytes to tokens, one token per call.
+#ifndef QUB_PREPARSE_SCANNER_H
+#define QUB_PREPARSE_SCANNER_H
+
+#include <cstdint>
+
+#include "preparse/token.h"
+
+// Longest string literal piece before it is split into adjacent literals.
+constexpr std::uint32_t STRING_SPLIT_AT = 14989;
+
+// Opens the preprocessed file; 21, or 22 with the message arguments set.
+int pre_open_source(const char *path);
+// Scans the next token into buffer (15001 bytes) and returns its kind.
+std::uint32_t pre_next_token(char *buffer);
+// Next character with no tokenising; 0 at the end or with no file open.
+int pre_read_raw_char();
+// Next non-blank character of the current line buffer, consuming nothing.
+int pre_peek_char();
+// Whitespace follows the token just scanned.
+bool pre_space_follows();
+// Message 26 for the current file and line with text as its last argument; ends the run.
+[[noreturn]] void pre_syntax_error(const char *text);
+// Closes the input if it is open.
+void pre_close_source();
+
+#endif
