@@ -5,3 +5,8 @@ void pre_load_configuration(const char *, bool) {}
 const char *conf_get(const char *) { return ""; }
 void conf_apply_override(const char *) {}
 void conf_validate() {}
+const char *conf_first(const char *, conf_iter *iterator) {
+  *iterator = nullptr;
+  return nullptr;
+}
+const char *conf_next(conf_iter *) { return nullptr; }
