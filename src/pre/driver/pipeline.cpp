@@ -27,11 +27,12 @@ void out_of_memory() { pre_report(23, 1); }
 const char *RULE = "*****************************************************************************\n";
 const char *EMPTY_BOX = "*                                                                           *\n";
 
-// Each value of a multi-valued parameter; placeholder until the store hands out lists.
+// Each non-empty value of a list parameter, in order.
 template <typename F>
 void for_each_value(const char *parameter, F f) {
-  const char *v = conf_get(parameter);
-  if (v && *v) f(v);
+  conf_iter it = nullptr;
+  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it))
+    if (*v) f(v);
 }
 
 void free_args() {
