@@ -66,3 +66,8 @@ std::string pre_executable_directory() {
   *slash = '\0';
   return buf;
 }
+
+bool pre_set_environment(const char *name, const char *value) {
+  if (!*value) return unsetenv(name) == 0;
+  return setenv(name, value, 1) == 0;
+}

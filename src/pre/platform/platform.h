@@ -31,4 +31,8 @@ void pre_install_failure_handler();
 // Directory of the running executable, or "" when it cannot be told.
 std::string pre_executable_directory();
 
+// Sets a variable in the process's environment, seen by every child; an empty value
+// removes the variable. False when the environment cannot be changed.
+bool pre_set_environment(const char *name, const char *value);
+
 #endif
