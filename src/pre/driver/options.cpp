@@ -9,7 +9,6 @@
 #include <string>
 
 #include "base/base.h"
-#include "config/config.h"
 #include "platform/platform.h"
 #include "preerror/preerror.h"
 
