@@ -134,4 +134,16 @@ check "random option file bytes end without a crash ($rc)" test "$rc" -le 1
 run -c long.ini cc
 check "very long line" test "$err" = 'QUB++ error 1: Bad configuration format "TICK - 1" in file long.ini at line 2'
 
+# Checks after the command's block is selected and the -C texts are applied.
+printf '[cc]\nCOMMAND = cc\nTYPE = compiler\nTICK = 0\nOPTCHARS = -\nSOURCE_IDENTIFICATION = nowhere\n' >check.ini
+run -c check.ini cc a.c
+check "refused value exits 1" test "$rc" -eq 1
+check "refused value message" test "$err" = 'QUB++ error 0: Configuration parameter TICK has illegal value "0"'
+run -c check.ini -C TICK=0x10 cc a.c
+check "missing parameter message" test "$err" = 'QUB++ error 20: Missing definition "DIALECT_C" in configuration file'
+run -c check.ini -C TICK=0x10 -C TYPE=linker cc a.c
+check "-C TYPE=linker changes the later checks" test "$err" = 'QUB++ error 0: Configuration parameter SOURCE_IDENTIFICATION has illegal value "nowhere"'
+run -c check.ini -C lower=1 cc a.c
+check "-C format error shows line 0" test "$err" = 'QUB++ error 1: Bad configuration format "lower=1" in file  at line 0'
+
 finish
