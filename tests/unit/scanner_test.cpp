@@ -673,18 +673,18 @@ TEST(LineMarker, Forms) {
   ASSERT_TRUE(pre_parse_line_marker("dir\\a.c 12: int x;", &m));
   EXPECT_STREQ(m.path, "dir\\\\a.c");
   EXPECT_EQ(m.line, 12u);
-  EXPECT_STREQ("dir\\a.c 12: int x;" + m.text_offset, "int x;");
+  EXPECT_EQ(std::string("dir\\a.c 12: int x;").substr(m.text_offset), "int x;");
   ASSERT_TRUE(pre_parse_line_marker("/* a.c 3: */ int y;", &m));
   EXPECT_STREQ(m.path, "a.c");
   EXPECT_EQ(m.line, 3u);
-  EXPECT_STREQ("/* a.c 3: */ int y;" + m.text_offset, "int y;");
+  EXPECT_EQ(std::string("/* a.c 3: */ int y;").substr(m.text_offset), "int y;");
   ASSERT_TRUE(pre_parse_line_marker("C:\\src\\a b.c 7: x", &m));
   EXPECT_STREQ(m.path, "C:\\\\src\\\\a b.c");
   EXPECT_EQ(m.line, 7u);
   ASSERT_TRUE(pre_parse_line_marker("a.c 5:  two", &m));
-  EXPECT_STREQ("a.c 5:  two" + m.text_offset, "two");
+  EXPECT_EQ(std::string("a.c 5:  two").substr(m.text_offset), "two");
   ASSERT_TRUE(pre_parse_line_marker("a.c 5: \n", &m));
-  EXPECT_STREQ("a.c 5: \n" + m.text_offset, "\n");
+  EXPECT_EQ(std::string("a.c 5: \n").substr(m.text_offset), "\n");
 }
 
 TEST(LineMarker, NoMarker) {
