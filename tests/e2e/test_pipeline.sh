@@ -26,10 +26,12 @@ printf 'int a;\nint b\0 = 3;\nint c;\n' >"$WORK/nul.i"
 run_pipe "$WORK/nul.i"
 check "NUL byte does not crash" test "$rc" -eq 0
 
-# Unterminated string and raw string: handed on, no crash.
+# Unterminated string and raw string: error 26 when the token is copied, no crash.
 printf 'char *s = "never closed;\nint x;\n' >"$WORK/unterminated.i"
 run_pipe "$WORK/unterminated.i"
-check "unterminated string does not crash" test "$rc" -eq 0
+check "unterminated string exits 1 ($rc)" test "$rc" -eq 1
+check "unterminated string gives error 26" \
+  test "$err" = "QUB++ error 26: Syntax error in file $WORK/unterminated.i at line 3 "
 printf 'const char *r = R"d(never\nclosed\n' >"$WORK/raw.i"
 err=$("$QUB_PIPE" -x c++ "$WORK/raw.i" src.cpp "$WORK/out.cpp" 2>&1 >/dev/null)
 rc=$?
