@@ -410,8 +410,10 @@ std::uint32_t global_name() {
 // --- copying ----------------------------------------------------------------------------------
 
 // A QUB pragma passed over unacted: its line goes to the text as a token, and its line
-// feed as one line feed.
+// feed as one line feed. Like any directive it must start a line: behind a token still
+// written late by the lookahead, a line feed and a #line repair go first.
 void copy_pragma_line(const char *text) {
+  if (g_writer.line_position != 0) emit_directive("", false);
   std::size_t n = std::strlen(text);
   while (n && (text[n - 1] == '\n' || text[n - 1] == '\r')) n--;
   char line[MAX_TOKEN + 1];
