@@ -17,7 +17,9 @@
 #include "prepath/prepath.h"
 #include "preerror/preerror.h"
 #include "preparse/analyse.h"
+#include "preparse/keywords.h"
 #include "preparse/token.h"
+#include "symbol/names.h"
 #include "symbol/symbol.h"
 
 namespace {
@@ -137,6 +139,7 @@ void pre_process_all() {
   if (g_run.instrumenting) pre_symbol_prepare();
   for (void *r = pre_list_first(g_run.file_records); r; r = pre_list_next(g_run.file_records)) {
     g_run.current_record = static_cast<file_record *>(r);
+    pre_name_clear();
     pre_process_file();
   }
   g_run.current_record = nullptr;
@@ -155,7 +158,7 @@ void pre_process_file() {
   std::free(instr_tail);
   if (g_run.verbose) std::fprintf(stderr, "qub: processing file %s\n", rec->source);
   char *source_id = pre_source_id(rec->source);
-  source_language = rec->language;
+  pre_set_language(rec->language);
   const char *param = rec->language == LANG_C ? "PREPROC_C" : "PREPROC_CXX";
   const char *templ = conf_get(param);
   int status = STATUS_OK;

@@ -66,3 +66,23 @@ std::string pre_executable_directory() {
   *slash = '\0';
   return buf;
 }
+
+bool pre_current_directory(std::string *out) {
+  std::string buf(256, '\0');
+  for (;;) {
+    if (getcwd(&buf[0], buf.size())) {
+      out->assign(buf.c_str());
+      return true;
+    }
+    if (errno != ERANGE) return false;
+    buf.resize(buf.size() * 2);
+  }
+}
+
+bool pre_real_path(const char *path, std::string *out) {
+  char *resolved = realpath(path, nullptr);
+  if (!resolved) return false;
+  out->assign(resolved);
+  std::free(resolved);
+  return true;
+}

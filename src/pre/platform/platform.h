@@ -31,4 +31,12 @@ void pre_install_failure_handler();
 // Directory of the running executable, or "" when it cannot be told.
 std::string pre_executable_directory();
 
+// The current directory as the file system holds it; false (errno set) when it cannot
+// be had.
+bool pre_current_directory(std::string *out);
+
+// The file system's own form of an existing path (links and dots resolved); false when
+// the path does not exist or cannot be resolved.
+bool pre_real_path(const char *path, std::string *out);
+
 #endif
