@@ -10,7 +10,7 @@
 #endif
 
 int main(int argc, char **argv) {
-  int values[64];
+  int values[64] = {0};
   int n = 0, i;
   struct stats s;
   for (i = 1; i < argc && n < 64; i++) values[n++] = atoi(argv[i]);
