@@ -6,7 +6,9 @@
 #include <string>
 
 #include "driver/run_state.h"
+#include "config/config.h"
 #include "emit/writer.h"
+#include "symbol/symbol.h"
 #include "preparse/token.h"
 
 namespace {
@@ -225,6 +227,56 @@ TEST(NameHash, HighBytesAreWidenedAsSignedCharacters) {
 TEST(FileIdentity, HashShiftedOrLowTimeStampBits) {
   EXPECT_EQ(pre_file_identity(0x12345, 0x1ABC), 0x12345ABCu);
   EXPECT_EQ(pre_file_identity(0xFFFFFFFF, 0), 0xFFFFF000u);
+}
+
+}  // namespace
+
+namespace {
+
+class WriterConfigTest : public testing::Test {
+ protected:
+  std::string out = testing::TempDir() + "qub_writer_conf.c";
+  void SetUp() override {
+    pre_run_state_reset();
+    conf_reset();
+    g_writer.source_name = "a.c";
+  }
+  void TearDown() override {
+    conf_reset();
+    std::remove(out.c_str());
+  }
+  std::string instrument_with(const char *assignment) {
+    if (assignment) {
+      EXPECT_EQ(conf_apply_line(assignment), 21) << assignment;
+    }
+    pre_begin_instrumented_file(out.c_str());
+    g_writer.module_needed = true;
+    pre_finish_instrumented_file("a.c");
+    return read_file(out);
+  }
+};
+
+TEST_F(WriterConfigTest, TimerIsTheArgumentOfTheModuleHead) {
+  EXPECT_NE(instrument_with("TIMER = qub_clock()").find("\nQUB_MODULE_HEAD(qub_clock())\n"), std::string::npos);
+}
+
+TEST_F(WriterConfigTest, EmptyTimerGivesANullPointer) {
+  EXPECT_NE(instrument_with(nullptr).find("\nQUB_MODULE_HEAD((void *) 0)\n"), std::string::npos);
+}
+
+TEST_F(WriterConfigTest, DataFileWithoutExtensionGetsDat) {
+  EXPECT_NE(instrument_with("DATAFILE = out\\cover").find("QUB_MODULE_TAIL(\"a.c\",\"out\\\\cover.dat\","),
+            std::string::npos);
+}
+
+TEST_F(WriterConfigTest, DataFileWithDatKeepsIt) {
+  EXPECT_NE(instrument_with("DATAFILE = cover.dat").find("QUB_MODULE_TAIL(\"a.c\",\"cover.dat\","), std::string::npos);
+}
+
+TEST_F(WriterConfigTest, DefaultDataFileIsTheSymbolFilesDataFile) {
+  std::string dflt = instrument_with("DATAFILE = %DEFAULT%");
+  std::string expected = std::string("QUB_MODULE_TAIL(\"a.c\",\"") + pre_symbol_data_file_name() + "\",";
+  EXPECT_NE(dflt.find(expected), std::string::npos) << dflt;
 }
 
 }  // namespace

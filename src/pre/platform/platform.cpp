@@ -86,3 +86,8 @@ bool pre_real_path(const char *path, std::string *out) {
   std::free(resolved);
   return true;
 }
+
+bool pre_set_environment(const char *name, const char *value) {
+  if (!*value) return unsetenv(name) == 0;
+  return setenv(name, value, 1) == 0;
+}

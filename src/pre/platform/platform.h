@@ -39,4 +39,8 @@ bool pre_current_directory(std::string *out);
 // the path does not exist or cannot be resolved.
 bool pre_real_path(const char *path, std::string *out);
 
+// Sets a variable in the process's environment, seen by every child; an empty value
+// removes the variable. False when the environment cannot be changed.
+bool pre_set_environment(const char *name, const char *value);
+
 #endif
