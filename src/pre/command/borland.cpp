@@ -7,7 +7,7 @@
 
 #include "base/base.h"
 #include "command/command.h"
-#include "command/interim.h"
+#include "driver/options.h"
 #include "command/tempfile.h"
 #include "config/config.h"
 #include "driver/run_state.h"

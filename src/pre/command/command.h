@@ -4,6 +4,7 @@
 #define QUB_COMMAND_COMMAND_H
 
 #include <cstdint>
+#include <string>
 
 #include "driver/run_state.h"
 
@@ -40,10 +41,16 @@ void pre_free_file_record(file_record *record);
 void pre_free_final_command(final_command *final);
 
 // --- running tools ----------------------------------------------------------------
-// The word in the form that reaches a program unchanged through the command
-// interpreter (single quotes where needed); a new text.
+// Words of the chain carry the escape of their double quotes that the option loop
+// adds (each quote gets a backslash, the backslashes in front of it doubled), as a
+// program's command-line parser expects it. This undoes it: an odd run of 2n+1
+// backslashes in front of a quote becomes n backslashes; all else stays.
+std::string pre_unescape_quotes(const char *word);
+// The word, unescaped, in the form that reaches a program unchanged through the
+// command interpreter (single quotes where needed); a new text.
 char *pre_quote_if_needed(const char *word);
-// The word in the form of a GNU response file (backslash escapes, quotes group).
+// The word, unescaped, in the form of a GNU response file (backslash escapes, quotes
+// group); a new text.
 char *pre_quote_for_rsp(const char *word);
 // All items through pre_quote_if_needed, joined by one blank; a new text.
 char *pre_join_flags(pre_list *list);

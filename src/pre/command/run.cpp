@@ -12,7 +12,7 @@
 
 #include "base/base.h"
 #include "command/command.h"
-#include "command/interim.h"
+#include "driver/options.h"
 #include "command/tempfile.h"
 #include "config/config.h"
 #include "driver/run_state.h"
@@ -220,7 +220,27 @@ void pre_reset_command_limits() { g_limits = run_limits{}; }
 
 // --- quoting and splitting --------------------------------------------------------------
 
-char *pre_quote_if_needed(const char *word) {
+std::string pre_unescape_quotes(const char *word) {
+  std::string out;
+  for (const char *p = word; *p;) {
+    if (*p != '\\') {
+      out += *p++;
+      continue;
+    }
+    const char *run = p;
+    while (*p == '\\') p++;
+    std::size_t n = static_cast<std::size_t>(p - run);
+    if (*p == '"' && n % 2 == 1)
+      out.append(n / 2, '\\');
+    else
+      out.append(n, '\\');
+  }
+  return out;
+}
+
+char *pre_quote_if_needed(const char *escaped) {
+  std::string plain = pre_unescape_quotes(escaped);
+  const char *word = plain.c_str();
   bool needed = word[0] == '\0' || word[0] == '#' || word[0] == '~';
   for (const char *p = word; *p && !needed; p++) needed = shell_special(*p);
   if (!needed) return pre_xstrdup(word);
@@ -235,7 +255,9 @@ char *pre_quote_if_needed(const char *word) {
   return pre_xstrdup(q.c_str());
 }
 
-char *pre_quote_for_rsp(const char *word) {
+char *pre_quote_for_rsp(const char *escaped) {
+  std::string plain = pre_unescape_quotes(escaped);
+  const char *word = plain.c_str();
   bool needed = word[0] == '\0';
   for (const char *p = word; *p && !needed; p++)
     needed = std::strchr(" \t\n\r\f\v'\"\\", *p) != nullptr;
