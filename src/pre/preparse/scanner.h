@@ -2,6 +2,7 @@
 #ifndef QUB_PREPARSE_SCANNER_H
 #define QUB_PREPARSE_SCANNER_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "preparse/token.h"
@@ -23,5 +24,19 @@ bool pre_space_follows();
 [[noreturn]] void pre_syntax_error(const char *text);
 // Closes the input if it is open.
 void pre_close_source();
+
+// The input's name as the last line directive gave it (backslashes as they stood
+// there), or the path given to pre_open_source before any line directive.
+const char *pre_input_name();
+
+// A file-and-line prefix of the BORLAND preprocessor's output lines,
+// "<path> <line>: <text>" or "/* <path> <line>: */ <text>".
+struct pre_line_marker {
+  char path[262];           // backslashes doubled, as in a line directive
+  unsigned long line;
+  std::size_t text_offset;  // where the source text starts in the line
+};
+// True when line starts with such a prefix; marker is then filled in.
+bool pre_parse_line_marker(const char *line, pre_line_marker *marker);
 
 #endif
