@@ -128,7 +128,7 @@ TEST_F(InvariantTest, TrigraphsDigraphsAndSplicedIdentifier) {
       "int ar<:3:> = <% 1, 2, 3 %>;\n"
       "int spl\\\nice = 5;\n"
       "const char *tri = \"?\?=?\?(?\?)\";\n"
-      "int main(void) ?\?< return ar<:1:> + splice - 7 ?\?>\n";
+      "int main(void) ?\?< return ar<:1:> + splice - 7; ?\?>\n";
   std::string out = instrument("graphs.c", text, "gcc", "-trigraphs", false);
   command_result r = run_command("gcc -trigraphs -w -x c '" + out + "' -o '" + dir + "/g' && '" + dir + "/g'");
   EXPECT_EQ(r.status, 0) << r.output << read_file(out);
@@ -142,7 +142,7 @@ TEST_F(InvariantTest, TrigraphsDigraphsAndSplicedIdentifier) {
 TEST_F(InvariantTest, LineStructureIsKept) {
   std::string text = "#include <stdio.h>\n/* a comment\n   over lines */\nint a = 1;\n"
                      "#define LONG_MACRO(x) \\\n  ((x) + 1)\n"
-                     "int b = LONG_MACRO(a);\n\n\n\nint broken = ;\nint c;\n";
+                     "int b = LONG_MACRO(1);\n\n\n\nint broken = ;\nint c;\n";
   std::string out = instrument("lines.c", text, "gcc", "");
   command_result orig = run_command("gcc -fsyntax-only '" + dir + "/lines.c'");
   command_result inst = run_command("gcc -fsyntax-only -x c '" + out + "'");

@@ -9,6 +9,8 @@
 // byte that next_char() treats specially (NUL, backslash, question mark).
 #include "preparse/scanner.h"
 
+#include "preparse/keywords.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -27,11 +29,6 @@ constexpr std::size_t NAME_TEXT_MAX = 261;
 constexpr unsigned char END_OF_INPUT = 255;
 constexpr std::size_t READ_CHUNK = 1 << 16;
 
-// Keyword kinds of the Objective-C words @try, @catch, @throw and @finally.
-constexpr std::uint32_t OBJC_TRY_KIND = 316;
-constexpr std::uint32_t OBJC_THROW_KIND = 317;
-constexpr std::uint32_t OBJC_CATCH_KIND = 318;
-constexpr std::uint32_t OBJC_FINALLY_KIND = 348;
 
 // Character classes, by byte value.
 enum : unsigned char {
@@ -727,10 +724,10 @@ std::uint32_t objc_word_kind(const char *t, std::uint32_t len) {
       {"@interface", OBJC_INTERFACE},
       {"@end", OBJC_END},
       {"@class", OBJC_CLASS},
-      {"@try", OBJC_TRY_KIND},
-      {"@catch", OBJC_CATCH_KIND},
-      {"@finally", OBJC_FINALLY_KIND},
-      {"@throw", OBJC_THROW_KIND},
+      {"@try", KW_TRY},
+      {"@catch", KW_CATCH},
+      {"@finally", KW_FINALLY},
+      {"@throw", KW_THROW},
       {"@autoreleasepool", OBJC_AUTORELEASEPOOL},
       {"@synchronized", OBJC_SYNCHRONIZED},
   };
