@@ -165,6 +165,34 @@ TEST_F(SymbolTest, LockFileHoldsTheCommittersIdentifierWhileItRuns) {
   EXPECT_TRUE(has_description(sym_path(), "new.c"));
 }
 
+TEST_F(SymbolTest, LockFileRemovedByAnotherHandIsError18) {
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < 150000; i++)
+    text += "@file" + std::to_string(i) + ".c\n3 1700000000 0000ABCD 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+  text += "END OF SYMBOLFILE\n";
+  symtest::write_file(sym_path(), text);
+  std::string lock = pre_symbol_lock_path();
+  setenv("QUB_LOCK_MAX_WAIT", "5", 1);
+  int err[2];
+  ASSERT_EQ(pipe(err), 0);
+  pid_t child = start_child([this, err] {
+    close(err[0]);
+    dup2(err[1], 2);
+    commit_example("new.c");
+  });
+  close(err[1]);
+  bool removed = false;
+  for (int i = 0; i < 5000000 && !removed && still_running(child); i++) removed = unlink(lock.c_str()) == 0;
+  EXPECT_TRUE(removed);
+  std::string message;
+  char buffer[512];
+  ssize_t n;
+  while ((n = read(err[0], buffer, sizeof buffer)) > 0) message.append(buffer, static_cast<std::size_t>(n));
+  close(err[0]);
+  EXPECT_EQ(wait_child(child), 1);
+  EXPECT_EQ(message, "QUB++ error 18: Cannot remove lock file " + lock + ": No such file or directory\n");
+}
+
 TEST_F(SymbolTest, LockFileLeftByAGoneProcessDoesNotBlock) {
   std::string lock = pre_symbol_lock_path();
   symtest::write_file(lock, std::to_string(dead_process_id()) + "\n");

@@ -88,6 +88,9 @@ class SymbolTest : public ::testing::Test {
     save_env("QUB_LOCK_MAX_WAIT");
     setenv("TEMP", dir.c_str(), 1);
     unsetenv("QUB_LOCK_MAX_WAIT");
+    std::free(g_run.symbol_file_name);
+    std::free(g_run.opts_env);
+    g_run.symbol_file_name = g_run.opts_env = nullptr;
     pre_run_state_reset();
     pre_symbol_reset();
     pre_reset_counters();
@@ -100,6 +103,8 @@ class SymbolTest : public ::testing::Test {
 
   void TearDown() override {
     pre_symbol_reset();
+    std::free(g_run.symbol_file_name);
+    g_run.symbol_file_name = nullptr;
     for (auto &saved : saved_env) {
       if (saved.second.first)
         setenv(saved.first.c_str(), saved.second.second.c_str(), 1);
