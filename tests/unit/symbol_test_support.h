@@ -19,6 +19,7 @@
 #include "driver/run_state.h"
 #include "emit/writer.h"
 #include "preparse/token.h"
+#include "prepath/prepath.h"
 #include "symbol/symbol.h"
 
 namespace symtest {
@@ -84,6 +85,9 @@ class SymbolTest : public ::testing::Test {
     ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
     old_cwd = cwd;
     ASSERT_EQ(chdir(dir.c_str()), 0);
+    // Canonical names are cached against the current directory, which moved.
+    pre_path_cache_destroy();
+    pre_path_cache_create();
     save_env("TEMP");
     save_env("QUB_LOCK_MAX_WAIT");
     setenv("TEMP", dir.c_str(), 1);

@@ -13,7 +13,7 @@
 #include "driver/run_state.h"
 #include "preerror/preerror.h"
 #include "preparse/token.h"
-#include "symbol/symbol_paths.h"
+#include "prepath/prepath.h"
 #include "symbol/symbol_state.h"
 
 symbol_state g_symbol;
@@ -46,7 +46,7 @@ void check_write(int result) {
 
 const char *pool_intern(const char *name) {
   for (std::size_t i = 0; i < g_symbol.pool_count; i++)
-    if (sym_path_equal(g_symbol.name_pool[i], name)) return g_symbol.name_pool[i];
+    if (pre_path_equal(g_symbol.name_pool[i], name)) return g_symbol.name_pool[i];
   if (g_symbol.pool_count == g_symbol.pool_capacity) {
     std::size_t growth = g_symbol.pool_capacity == 0 ? POOL_START : g_symbol.pool_capacity / 5;
     if (g_symbol.pool_capacity != 0 && growth < POOL_MIN_GROWTH) growth = POOL_MIN_GROWTH;
@@ -87,7 +87,7 @@ long newest_entry_of(const char *name) {
 // A line directive (kind 50): the stack follows the files entered and left.
 void note_line_directive(const char *text, std::uint32_t number, std::uint32_t level,
                          std::uint32_t statements) {
-  std::string absolute = sym_abs_path(text ? text : "");
+  std::string absolute = pre_abs_path_text(text ? text : "");
   const char *name = pool_intern(absolute.c_str());
   if (number == 1 && g_symbol.stack_count && g_symbol.line_stack[0].name == name)
     g_symbol.stack_count = 0;
@@ -281,7 +281,7 @@ void pre_symbol_record(std::uint32_t counter, std::uint32_t kind, std::uint32_t 
   }
   symbol_line_entry *top = stack_top();
   if (top && !top->written) {
-    if (!sym_same_file(current_file_name, g_symbol.last_name ? g_symbol.last_name : "")) {
+    if (!pre_same_file(current_file_name, g_symbol.last_name ? g_symbol.last_name : "")) {
       write_line_record(kind == 0 ? 50 : 51);
       set_last_name(current_file_name);
     }

@@ -16,7 +16,7 @@
 #include "platform/platform.h"
 #include "preerror/preerror.h"
 #include "symbol/symbol.h"
-#include "symbol/symbol_paths.h"
+#include "prepath/prepath.h"
 #include "symbol/symbol_state.h"
 
 namespace {
@@ -213,7 +213,7 @@ void merge_existing_file(const char *source_id) {
     if (g_symbol.line_buffer[0] == 'E') break;
     char *name = g_symbol.line_buffer + 1;
     name[std::strcspn(name, "\n")] = '\0';
-    if (sym_path_equal(name, source_id)) {
+    if (pre_path_equal(name, source_id)) {
       found = true;
       break;
     }
@@ -292,17 +292,17 @@ void free_text(char **text) {
 void pre_symbol_settle_names() {
   if (g_symbol.names_settled) return;
   const char *name = g_run.symbol_file_name && *g_run.symbol_file_name ? g_run.symbol_file_name : "MON";
-  g_symbol.monitor_name = pre_xstrdup(sym_base_name(name).c_str());
+  g_symbol.monitor_name = pre_xstrdup(pre_base_name_text(name).c_str());
   std::string symbol_path = name;
-  if (!sym_has_extension(name, "sym")) symbol_path += ".sym";
+  if (!pre_has_extension(name, "sym")) symbol_path += ".sym";
   g_symbol.symbol_path = pre_xstrdup(symbol_path.c_str());
-  std::string data_path = sym_abs_path(name);
-  if (sym_has_extension(data_path.c_str(), "sym"))
+  std::string data_path = pre_abs_path_text(name);
+  if (pre_has_extension(data_path.c_str(), "sym"))
     data_path.replace(data_path.size() - 3, 3, "dat");
   else
     data_path += ".dat";
   g_symbol.data_path = pre_xstrdup(data_path.c_str());
-  g_symbol.symbol_display_name = pre_xstrdup(sym_abs_path(symbol_path.c_str()).c_str());
+  g_symbol.symbol_display_name = pre_xstrdup(pre_abs_path_text(symbol_path.c_str()).c_str());
   g_symbol.lock_path = pre_xstrdup((symbol_path + ".lock").c_str());
   g_symbol.names_settled = true;
 }
