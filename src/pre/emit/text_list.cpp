@@ -18,6 +18,12 @@ constexpr std::size_t ALIGN = alignof(pre_text_piece);
 
 std::size_t round_up(std::size_t n) { return (n + ALIGN - 1) & ~(ALIGN - 1); }
 
+// Blocks of destroyed lists are kept for the next file of the run, up to a limit, so
+// that a command with several sources does not fault in fresh pages for each.
+constexpr std::size_t SPARE_LIMIT = 256;
+pre_text_arena_block *g_spare_blocks = nullptr;
+std::size_t g_spare_count = 0;
+
 char *block_data(pre_text_arena_block *b) {
   return reinterpret_cast<char *>(b) + round_up(sizeof(pre_text_arena_block));
 }
@@ -26,10 +32,16 @@ void *arena_alloc(pre_text_list *list, std::size_t size) {
   size = round_up(size);
   pre_text_arena_block *b = list->arena;
   if (!b || b->size - b->used < size) {
-    std::size_t capacity = size > ARENA_BLOCK ? size : ARENA_BLOCK;
-    b = static_cast<pre_text_arena_block *>(pre_xmalloc(round_up(sizeof(pre_text_arena_block)) + capacity));
+    if (size <= ARENA_BLOCK && g_spare_blocks) {
+      b = g_spare_blocks;
+      g_spare_blocks = b->next;
+      g_spare_count--;
+    } else {
+      std::size_t capacity = size > ARENA_BLOCK ? size : ARENA_BLOCK;
+      b = static_cast<pre_text_arena_block *>(pre_xmalloc(round_up(sizeof(pre_text_arena_block)) + capacity));
+      b->size = capacity;
+    }
     b->used = 0;
-    b->size = capacity;
     b->next = list->arena;
     list->arena = b;
   }
@@ -94,7 +106,13 @@ void pre_text_list_destroy(pre_text_list **list) {
   if ((*list)->use_arena) {
     for (pre_text_arena_block *b = (*list)->arena; b;) {
       pre_text_arena_block *next = b->next;
-      std::free(b);
+      if (b->size == ARENA_BLOCK && g_spare_count < SPARE_LIMIT) {
+        b->next = g_spare_blocks;
+        g_spare_blocks = b;
+        g_spare_count++;
+      } else {
+        std::free(b);
+      }
       b = next;
     }
   } else {
