@@ -32,7 +32,7 @@ for src in src/calc.c src/stats.c src/main.c src/text.cpp test/demo_test.cpp; do
   obj=$(basename "${src%.*}").o
   # The child commands qub runs, kept with -k so that they can be replayed.
   "$qub" -v -k "$cc" "${cflags[@]}" "${extra[@]}" -c "$demo/$src" -o "$obj" 2>"$work/cmds.txt" >/dev/null
-  grep '^qub: ' "$work/cmds.txt" | grep -v '^qub: processing file ' | sed 's/^qub: //' >"$work/replay.txt"
+  grep '^qub: ' "$work/cmds.txt" | grep -v -E '^qub: (processing file|creating |adding file|updating file|unchanged file)' | sed 's/^qub: //' >"$work/replay.txt"
 
   t0=$(now)
   for _ in $(seq "$reps"); do "$cc" "${cflags[@]}" "${extra[@]}" -c "$demo/$src" -o "$obj"; done
