@@ -65,4 +65,15 @@ check "missing input exits 1" test "$rc" -eq 1
 check "missing input gives error 22" \
   test "$err" = "QUB++ error 22: Cannot open file $WORK/does-not-exist.i: No such file or directory"
 
+# An unhandled failure prints the failure line and ends by the same signal.
+mkfifo "$WORK/fifo.i"
+"$QUB_PIPE" "$WORK/fifo.i" src.c "$WORK/out.c" 2>"$WORK/fail.err" &
+pid=$!
+sleep 0.3
+kill -SEGV "$pid"
+wait "$pid"
+rc=$?
+check "failure ends by the signal ($rc)" test "$rc" -eq 139
+check "failure line is printed" test "$(cat "$WORK/fail.err")" = "QUB: application failure (0x0000000b)"
+
 finish

@@ -181,6 +181,7 @@ TEST(SettingsLog, FoldsAtSeventyFiveColumns) {
   mkdir(dir.c_str(), 0700);
   setenv("TEMP", dir.c_str(), 1);
   pre_run_state_reset();
+  pre_log_forget();
   ASSERT_TRUE(pre_log_open("qub"));
   EXPECT_TRUE(pre_log_is_open());
   std::string name = pre_log_name();

@@ -100,7 +100,7 @@ TEST_F(WriterTest, ModuleDefinitionsHeadAndTailWhenNeeded) {
                       "#define QUB_C_SIZE     4\n#define QUB_TIME_SIZE  0\n"
                       "#include \"qub.h\"\nQUB_MODULE_HEAD((void *) 0)\n"
                       "#line 1 \"src\\\\dir\\\\a.c\"\n"
-                      "f \nQUB_MODULE_TAIL(\"src\\\\dir\\\\a.c\",\"MON.dat\",0,0,2,1,1,4,0)\n");
+                      "f \nQUB_MODULE_TAIL(\"src\\\\dir\\\\a.c\",\"" + pre_symbol_data_file_name() + "\",0,0,2,1,1,4,0)\n");
 }
 
 TEST_F(WriterTest, TimingSizeEqualsTheFunctionCount) {

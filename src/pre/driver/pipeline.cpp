@@ -90,6 +90,7 @@ int pre_main(int argc, char **argv) {
 void pre_analyse_command() {
   arg_node *command = g_run.current_arg;
   g_run.command_arg = command;
+  if (g_run.dump_config) pre_dump_config_first(command);
   if (!command && g_run.show_settings) std::exit(0);
   if (command) {
     char *joined = nullptr;
@@ -116,6 +117,12 @@ void pre_analyse_command() {
   }
   conf_validate();
   for_each_value("RUN_BEFORE_ALL", [](const char *v) { pre_run_before_all(v); });
+  if (g_run.dump_config) pre_dump_config_second();
+  if (std::strcmp(conf_get("TYPE"), "borland_linker") == 0) {
+    pre_plan_borland(command, &g_run.final);
+    free_args();
+    return;
+  }
   pre_expand_optfiles(command);
   pre_classify_args(command);
   final_command *pass = pre_plan_passthrough(command);

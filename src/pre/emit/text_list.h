@@ -3,24 +3,38 @@
 #ifndef QUB_EMIT_TEXT_LIST_H
 #define QUB_EMIT_TEXT_LIST_H
 
+#include <cstddef>
 #include <cstdint>
 
+// A piece and its text are one allocation: the text follows the record.
 struct pre_text_piece {
   pre_text_piece *prev;
   pre_text_piece *next;
   std::uint32_t kind;
   std::int32_t line;
+  std::uint32_t length;  // bytes of text, not counting the zero
   char *text;
 };
+
+struct pre_text_arena_block;
 
 struct pre_text_list {
   pre_text_piece *head;
   pre_text_piece *tail;
   std::uint32_t count;
   bool owner;
+  // With an arena, pieces are carved from large blocks that go only when the list is
+  // destroyed: the instrumented text, which only grows. Without one, each piece is its
+  // own allocation and removing the head frees it: the lookahead queue.
+  pre_text_arena_block *arena;
+  bool use_arena;
 };
 
 pre_text_list *pre_text_list_create();
+pre_text_list *pre_text_list_create_arena();
+// Appends text[0..length) followed by `blank` when it is not 0.
+pre_text_piece *pre_text_list_append_n(pre_text_list *list, std::uint32_t kind, std::int32_t line,
+                                       const char *text, std::size_t length, char blank);
 // Frees every piece and its text, and clears the caller's pointer.
 void pre_text_list_destroy(pre_text_list **list);
 pre_text_piece *pre_text_list_append(pre_text_list *list, std::uint32_t kind, std::int32_t line,

@@ -20,16 +20,20 @@ namespace {
 constexpr const char *QUB_VERSION_TEXT = "9.1.4.1";
 constexpr std::uint32_t COUNTER_LIMIT = 0x7FFFFFFF;
 
-pre_text_piece *append_piece(const char *text, std::uint32_t kind) {
+pre_text_piece *append_piece_n(const char *text, std::size_t len, std::uint32_t kind, char blank) {
+  pre_text_piece *p = pre_text_list_append_n(g_writer.text_list, kind, -1, text, len, blank);
   if (g_writer.capture_on) {
-    std::size_t room = MAX_TOKEN - 1 - std::min<std::size_t>(g_writer.capture_text.size(), MAX_TOKEN - 1);
-    g_writer.capture_text.append(text, std::min(room, std::strlen(text)));
+    std::size_t have = std::min<std::size_t>(g_writer.capture_text.size(), MAX_TOKEN - 1);
+    std::size_t room = MAX_TOKEN - 1 - have;
+    g_writer.capture_text.append(p->text, std::min<std::size_t>(room, p->length));
   }
-  pre_text_piece *p = pre_text_list_append(g_writer.text_list, kind, -1, text);
-  std::size_t len = std::strlen(text);
-  g_writer.line_position += static_cast<std::uint32_t>(len);
-  if (len && text[len - 1] == '\n') g_writer.line_position = 0;
+  g_writer.line_position += p->length;
+  if (p->length && p->text[p->length - 1] == '\n') g_writer.line_position = 0;
   return p;
+}
+
+pre_text_piece *append_piece(const char *text, std::uint32_t kind) {
+  return append_piece_n(text, std::strlen(text), kind, 0);
 }
 
 std::string doubled_backslashes(const std::string &text) {
@@ -117,8 +121,28 @@ void write_failed() {
   pre_report(34, 1);
 }
 
-void write_text(const char *text) {
-  if (std::fputs(text, g_writer.out_file) == EOF && *text) write_failed();
+// The finished text goes out through one large buffer of our own: pieces are small.
+struct out_buffer {
+  char data[1 << 18];
+  std::size_t used = 0;
+};
+out_buffer g_out;
+
+void flush_out() {
+  if (g_out.used && std::fwrite(g_out.data, 1, g_out.used, g_writer.out_file) != g_out.used) write_failed();
+  g_out.used = 0;
+}
+
+void write_text(const char *text, std::size_t length) {
+  if (g_out.used + length > sizeof g_out.data) {
+    flush_out();
+    if (length > sizeof g_out.data) {
+      if (std::fwrite(text, 1, length, g_writer.out_file) != length) write_failed();
+      return;
+    }
+  }
+  std::memcpy(g_out.data + g_out.used, text, length);
+  g_out.used += length;
 }
 
 void counter_limit(const char *which) {
@@ -136,18 +160,7 @@ std::uint32_t next_counter(std::uint32_t &count, const char *which) {
 // --- text operations -------------------------------------------------------------
 
 void emit_token(const char *text, std::uint32_t kind) {
-  if (kind == TOK_RAW_PIECE) {
-    append_piece(text, kind);
-    return;
-  }
-  std::size_t len = std::strlen(text);
-  char local[256];
-  char *buf = len + 2 <= sizeof local ? local : static_cast<char *>(pre_xmalloc(len + 2));
-  std::memcpy(buf, text, len);
-  buf[len] = ' ';
-  buf[len + 1] = '\0';
-  append_piece(buf, kind);
-  if (buf != local) std::free(buf);
+  append_piece_n(text, std::strlen(text), kind, kind == TOK_RAW_PIECE ? 0 : ' ');
 }
 
 void emit_text(const char *text) { append_piece(text, 0); }
@@ -246,7 +259,7 @@ std::uint32_t pre_file_identity(std::uint32_t hash, long long time_stamp) {
 void pre_begin_instrumented_file(const char *output_name) {
   g_writer.in_function_body = g_writer.is_main_function = false;
   pre_text_list_destroy(&g_writer.text_list);
-  g_writer.text_list = pre_text_list_create();
+  g_writer.text_list = pre_text_list_create_arena();
   g_writer.region_start = g_writer.region_end = g_writer.head_mark = nullptr;
   g_writer.function_mark = g_writer.lambda_mark = nullptr;
   g_writer.module_needed = false;
@@ -302,10 +315,11 @@ void pre_finish_instrumented_file(const char *source_id) {
                     "#define QUB_C_SIZE     %lu\n#define QUB_TIME_SIZE  %lu\n",
                     sizes[0], sizes[1], sizes[2], sizes[3], sizes[4]);
       defs += buf;
-      write_text(defs.c_str());
+      write_text(defs.data(), defs.size());
     }
-    write_text(p->text);
+    write_text(p->text, p->length);
   }
+  flush_out();
   pre_text_list_destroy(&g_writer.text_list);
   std::FILE *f = g_writer.out_file;
   g_writer.out_file = nullptr;

@@ -291,3 +291,8 @@ bool pre_log_is_open() { return g_log.file != nullptr; }
 const char *pre_log_name() { return g_log.name.c_str(); }
 
 const char *pre_log_date() { return g_log.date.c_str(); }
+
+void pre_log_forget() {
+  pre_log_close();
+  g_log = log_state();
+}

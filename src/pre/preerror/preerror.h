@@ -42,5 +42,7 @@ void pre_log_close();
 bool pre_log_is_open();
 const char *pre_log_name();
 const char *pre_log_date();
+// Closes the log and forgets its name, so that the next open starts a new file.
+void pre_log_forget();
 
 #endif

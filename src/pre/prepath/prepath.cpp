@@ -303,3 +303,17 @@ void pre_path_cache_destroy() {
   std::free(g_path.current_directory);
   g_path.current_directory = nullptr;
 }
+
+std::string pre_abs_path_text(const char *path) {
+  char *p = pre_abs_path(path);
+  std::string s = p;
+  std::free(p);
+  return s;
+}
+
+std::string pre_base_name_text(const char *path) {
+  char *p = pre_base_name(path);
+  std::string s = p;
+  std::free(p);
+  return s;
+}

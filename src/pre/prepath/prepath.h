@@ -8,6 +8,8 @@
 #ifndef QUB_PREPATH_PREPATH_H
 #define QUB_PREPATH_PREPATH_H
 
+#include <string>
+
 #include "base/base.h"
 #include "config/config.h"
 
@@ -54,6 +56,9 @@ char *pre_temp_suffix(const char *path, const char *tail);
 char *pre_abs_path(const char *path);
 // Equal to pre_abs_path: there are no drives to cut.
 char *pre_abs_path_no_drive(const char *path);
+// pre_abs_path and pre_base_name as owned strings.
+std::string pre_abs_path_text(const char *path);
+std::string pre_base_name_text(const char *path);
 // The file system's own form (realpath) of the absolute form when the file exists,
 // else the absolute form; cached per path as written. The text belongs to the cache.
 const char *pre_canonical_path(const char *path);

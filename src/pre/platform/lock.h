@@ -1,0 +1,40 @@
+// Locks, process queries, pauses and signal dispositions used while the symbol file
+// is updated.
+#ifndef QUB_PLATFORM_LOCK_H
+#define QUB_PLATFORM_LOCK_H
+
+#include <cstdio>
+
+// Waits for and takes an exclusive lock on bytes 0 to 0xFFFEFFFF of an open file
+// (opened for writing). Closing the file releases it. False with errno set on failure.
+bool pre_lock_file_region(std::FILE *file);
+
+// Creates a file exclusively (readable and writable by the user only, no following of
+// links) and writes the process identifier into it as "%i\n". False with errno set when
+// the file cannot be created; a failed write removes the file again.
+bool pre_create_pid_file(const char *path, long pid);
+
+// Reads at most 15 bytes from the start of a file and takes the decimal number standing
+// there. Returns -1 when the file cannot be opened or holds nothing, 0 when its text does
+// not begin with a number.
+long pre_read_pid_file(const char *path);
+
+// False only when it is certain that no process with this identifier exists; a live
+// process that this user may not signal counts as existing.
+bool pre_process_exists(long pid);
+
+// Pause of a number of milliseconds; 0 gives up the rest of the time slice.
+void pre_sleep_ms(unsigned milliseconds);
+
+// The dispositions of the interruption signals (SIGINT, SIGTERM, SIGHUP).
+struct pre_signal_save {
+  void (*handlers[3])(int);
+  bool saved;
+};
+
+// Ignores the interruption signals and keeps their former dispositions.
+void pre_signals_ignore(pre_signal_save *save);
+// Puts back what pre_signals_ignore kept; nothing when nothing was kept.
+void pre_signals_restore(pre_signal_save *save);
+
+#endif

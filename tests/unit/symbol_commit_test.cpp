@@ -1,0 +1,326 @@
+// The merge into the symbol file: new file, added, unchanged and updated descriptions,
+// the names, and the refusals of bad symbol files and bad settings.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "symbol_test_support.h"
+
+namespace {
+
+using symtest::SymbolTest;
+
+std::string escape_regex(const std::string &text) {
+  std::string out;
+  for (char c : text) {
+    if (std::strchr(".^$|()[]{}*+?\\", c)) out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// One description of a symbol file: its lines from "@" to the counts line.
+struct description {
+  std::string name;
+  std::vector<std::string> lines;
+};
+
+std::vector<description> descriptions_of(const std::string &text) {
+  std::vector<std::string> lines = symtest::lines_to_end_mark(text);
+  std::vector<description> result;
+  for (std::size_t i = 2; i < lines.size(); i++) {
+    if (lines[i][0] == '@') result.push_back({lines[i].substr(1), {}});
+    if (lines[i][0] == 'E') break;
+    if (!result.empty()) result.back().lines.push_back(lines[i]);
+  }
+  return result;
+}
+
+std::vector<std::string> head_fields(const description &d) {
+  std::vector<std::string> fields;
+  std::string head = d.lines.at(1);
+  std::size_t start = 0;
+  while (start <= head.size()) {
+    std::size_t end = head.find(' ', start);
+    if (end == std::string::npos) end = head.size();
+    fields.push_back(head.substr(start, end - start));
+    start = end + 1;
+  }
+  return fields;
+}
+
+std::string verbose_line(const char *what) { return std::string(what) + pre_symbol_display_name() + "\n"; }
+
+// Puts a time stamp into the head of the named description of the symbol file.
+void set_stored_time_stamp(const std::string &path, const std::string &source, long long stamp) {
+  std::vector<std::string> lines = symtest::split_lines(symtest::read_file(path));
+  for (std::size_t i = 0; i + 1 < lines.size(); i++) {
+    if (lines[i] != "@" + source) continue;
+    std::string &head = lines[i + 1];
+    std::size_t a = head.find(' '), b = head.find(' ', a + 1);
+    head = head.substr(0, a + 1) + std::to_string(stamp) + head.substr(b);
+  }
+  std::string text;
+  for (const std::string &l : lines) text += l + "\n";
+  symtest::write_file(path, text);
+}
+
+// --- the three ways a description enters -----------------------------------------------------
+
+TEST_F(SymbolTest, NewFileIsCreatedWithBothVerboseLines) {
+  g_run.verbose = true;
+  ::testing::internal::CaptureStderr();
+  commit_example("a.c");
+  std::string err = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(err, verbose_line("qub: creating ") + verbose_line("qub: adding file to "));
+  EXPECT_EQ(std::string(pre_symbol_display_name()), dir + "/MON.sym");
+  std::vector<description> ds = descriptions_of(symtest::read_file(sym_path()));
+  ASSERT_EQ(ds.size(), 1u);
+  EXPECT_EQ(ds[0].name, "a.c");
+  EXPECT_EQ(head_fields(ds[0]).at(3), "0");
+}
+
+TEST_F(SymbolTest, SecondFileIsAddedInFrontOfTheEndMark) {
+  commit_example("a.c");
+  std::string first = symtest::read_file(sym_path());
+  g_run.verbose = true;
+  ::testing::internal::CaptureStderr();
+  commit_example("b.c", true);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), verbose_line("qub: adding file to "));
+  std::string second = symtest::read_file(sym_path());
+  std::size_t end_mark = first.find("END OF SYMBOLFILE\n");
+  // Everything of the first description stays byte for byte; line 2 is the new date.
+  std::size_t after_date = first.find('\n', first.find('\n') + 1) + 1;
+  EXPECT_EQ(second.substr(after_date, end_mark - after_date), first.substr(after_date, end_mark - after_date));
+  std::vector<description> ds = descriptions_of(second);
+  ASSERT_EQ(ds.size(), 2u);
+  EXPECT_EQ(ds[1].name, "b.c");
+  EXPECT_EQ(ds[1].lines.size(), 11u);
+  EXPECT_EQ(second.substr(second.size() - 18), "END OF SYMBOLFILE\n");
+}
+
+TEST_F(SymbolTest, UnchangedDescriptionWritesNothingAndKeepsTheTimeStamp) {
+  commit_example("a.c");
+  commit_example("b.c");
+  set_stored_time_stamp(sym_path(), "a.c", 1234567890);
+  std::string before = symtest::read_file(sym_path());
+  struct timeval old_times[2] = {{1000000000, 0}, {1000000000, 0}};
+  ASSERT_EQ(utimes(sym_path().c_str(), old_times), 0);
+  unsigned long stored_fingerprint = std::stoul(head_fields(descriptions_of(before)[0]).at(2), nullptr, 16);
+
+  g_run.verbose = true;
+  ::testing::internal::CaptureStderr();
+  commit_example("a.c");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), verbose_line("qub: unchanged file in "));
+  EXPECT_EQ(pre_symbol_time_stamp(), 1234567890);
+  EXPECT_EQ(pre_symbol_fingerprint(), stored_fingerprint);
+  EXPECT_EQ(symtest::read_file(sym_path()), before);
+  struct stat st;
+  ASSERT_EQ(stat(sym_path().c_str(), &st), 0);
+  EXPECT_EQ(st.st_mtime, 1000000000);
+}
+
+TEST_F(SymbolTest, ChangedDescriptionIsUpdatedInPlace) {
+  commit_example("a.c");
+  commit_example("b.c");
+  commit_example("c.c");
+  std::vector<description> before = descriptions_of(symtest::read_file(sym_path()));
+  set_stored_time_stamp(sym_path(), "b.c", 1234567890);
+
+  g_run.verbose = true;
+  ::testing::internal::CaptureStderr();
+  commit_example("b.c", true);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), verbose_line("qub: updating file in "));
+  g_run.verbose = false;
+  EXPECT_NE(pre_symbol_time_stamp(), 1234567890);
+  std::vector<description> after = descriptions_of(symtest::read_file(sym_path()));
+  ASSERT_EQ(after.size(), 3u);
+  EXPECT_EQ(after[0].lines, before[0].lines);
+  EXPECT_EQ(after[1].name, "b.c");
+  EXPECT_EQ(after[1].lines.size(), before[1].lines.size() + 1);
+  EXPECT_EQ(head_fields(after[1]).at(3), "1");
+  EXPECT_EQ(head_fields(after[1]).at(1), std::to_string(pre_symbol_time_stamp()));
+  EXPECT_EQ(after[2].lines, before[2].lines);
+
+  // Shorter again: the end mark comes earlier and stale bytes stay behind it.
+  std::size_t long_size = symtest::read_file(sym_path()).size();
+  commit_example("b.c");
+  std::string text = symtest::read_file(sym_path());
+  EXPECT_EQ(text.size(), long_size);
+  std::size_t end_mark = text.find("END OF SYMBOLFILE\n");
+  ASSERT_NE(end_mark, std::string::npos);
+  EXPECT_LT(end_mark + 18, text.size());
+  after = descriptions_of(text);
+  ASSERT_EQ(after.size(), 3u);
+  EXPECT_EQ(after[1].lines.size(), before[1].lines.size());
+  EXPECT_EQ(head_fields(after[1]).at(3), "2");
+  EXPECT_EQ(after[2].lines, before[2].lines);
+
+  // The next addition writes over the stale bytes.
+  commit_example("d.c");
+  after = descriptions_of(symtest::read_file(sym_path()));
+  ASSERT_EQ(after.size(), 4u);
+  EXPECT_EQ(after[3].name, "d.c");
+  EXPECT_EQ(after[2].lines, before[2].lines);
+}
+
+TEST_F(SymbolTest, ChangeInTheSameSecondRaisesTheTimeStampByOne) {
+  commit_example("a.c");
+  describe_example("a.c", true);
+  long long taken = pre_symbol_time_stamp();
+  set_stored_time_stamp(sym_path(), "a.c", taken);
+  pre_symbol_commit("a.c", 6);
+  EXPECT_EQ(pre_symbol_time_stamp(), taken + 1);
+  std::vector<description> ds = descriptions_of(symtest::read_file(sym_path()));
+  EXPECT_EQ(head_fields(ds.at(0)).at(1), std::to_string(taken + 1));
+}
+
+TEST_F(SymbolTest, AnotherModeCountsAsAChange) {
+  commit_example("a.c");
+  g_run.instrument_multicondition = true;
+  commit_example("a.c");
+  std::vector<description> ds = descriptions_of(symtest::read_file(sym_path()));
+  ASSERT_EQ(ds.size(), 1u);
+  EXPECT_EQ(head_fields(ds[0]).at(0), "7");
+  EXPECT_EQ(head_fields(ds[0]).at(3), "1");
+}
+
+TEST_F(SymbolTest, TrailingBlanksOfStoredLinesAreNotCopiedAgain) {
+  commit_example("a.c");
+  commit_example("b.c");
+  std::string text = symtest::read_file(sym_path());
+  std::size_t at = text.find("@b.c\n");
+  ASSERT_NE(at, std::string::npos);
+  text.insert(at + 4, "   ");  // "@b.c   "
+  std::size_t counts = text.find("%6,1,2,1,0,0\n", at);
+  text.insert(counts + 12, "  ");
+  symtest::write_file(sym_path(), text);
+  commit_example("a.c", true);  // rewrites b.c behind the changed a.c
+  std::string after = symtest::read_file(sym_path());
+  EXPECT_NE(after.find("@b.c\n"), std::string::npos);
+  EXPECT_EQ(after.find("@b.c "), std::string::npos);
+  EXPECT_EQ(after.find("%6,1,2,1,0,0 "), std::string::npos);
+  // The stored name with blanks still matches its source.
+  commit_example("b.c");
+  EXPECT_EQ(descriptions_of(symtest::read_file(sym_path())).size(), 2u);
+}
+
+// --- names -----------------------------------------------------------------------------------
+
+TEST_F(SymbolTest, NamesFromTheMonitorName) {
+  struct name_case {
+    const char *given, *symbol, *data, *monitor;
+  };
+  const name_case cases[] = {
+      {"x.sym", "x.sym", "x.dat", "x"},          {"x", "x.sym", "x.dat", "x"},
+      {"x.foo", "x.foo.sym", "x.foo.dat", "x"},  {"sub/y.sym", "sub/y.sym", "sub/y.dat", "y"},
+      {"MON", "MON.sym", "MON.dat", "MON"},      {"./d/../z", "./d/../z.sym", "z.dat", "z"},
+  };
+  for (const name_case &c : cases) {
+    set_symbol_name(c.given);
+    EXPECT_EQ(std::string(pre_symbol_file_path()), c.symbol) << c.given;
+    EXPECT_EQ(std::string(pre_symbol_data_file_name()), dir + "/" + c.data) << c.given;
+    EXPECT_EQ(std::string(pre_symbol_monitor_name()), c.monitor) << c.given;
+    EXPECT_EQ(std::string(pre_symbol_lock_path()), std::string(c.symbol) + ".lock") << c.given;
+  }
+  set_symbol_name("/abs/where/w");
+  EXPECT_EQ(std::string(pre_symbol_file_path()), "/abs/where/w.sym");
+  EXPECT_EQ(std::string(pre_symbol_display_name()), "/abs/where/w.sym");
+  EXPECT_EQ(std::string(pre_symbol_data_file_name()), "/abs/where/w.dat");
+  // Settled once: a later change of the option does not move them.
+  std::free(g_run.symbol_file_name);
+  g_run.symbol_file_name = pre_xstrdup("other");
+  EXPECT_EQ(std::string(pre_symbol_file_path()), "/abs/where/w.sym");
+}
+
+TEST_F(SymbolTest, PrepareGivesADescriptionFileThatIsRemovedAtExit) {
+  pre_symbol_prepare();
+  std::string name = pre_symbol_description_name();
+  EXPECT_EQ(name.rfind(dir + "/QUB." + std::to_string(getpid()) + ".", 0), 0u) << name;
+  EXPECT_EQ(access(name.c_str(), F_OK), 0);
+  // A child process that ends through exit() removes it.
+  pid_t child = fork();
+  if (child == 0) std::exit(0);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_NE(access(name.c_str(), F_OK), 0);
+}
+
+// --- refusals --------------------------------------------------------------------------------
+
+TEST_F(SymbolTest, WrongFirstLineIsError2AndLeavesTheFileAlone) {
+  const char *bad_heads[] = {"QUB++ sym 8\n", "QUB++ sym 9 extra\n", "hello\n", "\n"};
+  for (const char *head : bad_heads) {
+    std::string text = std::string(head) + "Mon Jan  1 00:00:00 2024\n@a.c\n1 5 00000000 0 0\n%1,0,0,0,0,0\n"
+                                           "END OF SYMBOLFILE\n";
+    symtest::write_file(sym_path(), text);
+    EXPECT_EXIT(commit_example("b.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 2: Bad identification stamp in symbol file " + escape_regex(sym_path()) + "\n$")
+        << head;
+    EXPECT_EQ(symtest::read_file(sym_path()), text);
+  }
+}
+
+TEST_F(SymbolTest, TruncatedFileIsError24) {
+  const std::string cut_files[] = {
+      "QUB++ sym 9\n",
+      "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n@a.c\n3 5 00000000 0 0\n0 1 0 0 0 f\n",
+      "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n@b.c\n",
+  };
+  for (const std::string &text : cut_files) {
+    symtest::write_file(sym_path(), text);
+    EXPECT_EXIT(commit_example("b.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 24: Cannot read file " + escape_regex(sym_path()) + ": unexpected end of file\n$");
+    EXPECT_EQ(symtest::read_file(sym_path()), text);
+  }
+}
+
+TEST_F(SymbolTest, StoredHeadWithoutFiveFieldsIsError24) {
+  const char *heads[] = {"3 5 00000000 0\n", "3 5 00000000 0 0 7\n", "3 x 00000000 0 0\n", "\n"};
+  for (const char *head : heads) {
+    std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n@b.c\n" + std::string(head) +
+                       "%1,0,0,0,0,0\nEND OF SYMBOLFILE\n";
+    symtest::write_file(sym_path(), text);
+    EXPECT_EXIT(commit_example("b.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 24: Cannot read file " + escape_regex(sym_path()) + ": bad description head\n$")
+        << head;
+    EXPECT_EQ(symtest::read_file(sym_path()), text);
+  }
+}
+
+// Runs the commit as a user who may not write the symbol file.
+void commit_without_write_permission(SymbolTest *test) {
+  if (geteuid() == 0) {
+    if (setgid(65534) != 0 || setuid(65534) != 0) std::_Exit(3);
+    pre_symbol_reset();
+  }
+  test->commit_example("a.c");
+}
+
+TEST_F(SymbolTest, ReadOnlySymbolFileIsError9) {
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\nEND OF SYMBOLFILE\n";
+  symtest::write_file(sym_path(), text);
+  ASSERT_EQ(chmod(sym_path().c_str(), 0444), 0);
+  ASSERT_EQ(chmod(dir.c_str(), 0777), 0);
+  EXPECT_EXIT(commit_without_write_permission(this), ::testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 9: Cannot create file " + escape_regex(sym_path()) + ": Permission denied\n$");
+  EXPECT_EQ(symtest::read_file(sym_path()), text);
+}
+
+TEST_F(SymbolTest, LockWaitThatIsNoNumberIsError4) {
+  for (const char *value : {"abc", "12x", "", "5 "}) {
+    setenv("QUB_LOCK_MAX_WAIT", value, 1);
+    EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 4: Environment variable QUB_LOCK_MAX_WAIT has illegal value \"" +
+                    escape_regex(value) + "\"\n$");
+    EXPECT_NE(access(sym_path().c_str(), F_OK), 0) << "nothing may be created";
+  }
+}
+
+}  // namespace

@@ -1,0 +1,394 @@
+// Locking of the symbol file: the system lock, the lock file with its waiting rules,
+// no locking, ignored signals, and many processes committing into one file at once.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <map>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "symbol_test_support.h"
+
+namespace {
+
+using symtest::SymbolTest;
+
+std::string escape_regex(const std::string &text) {
+  std::string out;
+  for (char c : text) {
+    if (std::strchr(".^$|()[]{}*+?\\", c)) out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+bool still_running(pid_t child) {
+  int status = 0;
+  return waitpid(child, &status, WNOHANG) == 0;
+}
+
+// Exit status of a child, or -1 when it did not end normally.
+int wait_child(pid_t child) {
+  int status = 0;
+  if (waitpid(child, &status, 0) != child) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A process identifier that no process holds any more.
+long dead_process_id() {
+  pid_t child = fork();
+  if (child == 0) _exit(0);
+  wait_child(child);
+  return child;
+}
+
+template <typename F>
+pid_t start_child(F body) {
+  std::fflush(nullptr);
+  pid_t child = fork();
+  if (child == 0) {
+    pre_symbol_reset();  // own description file, named with this process's identifier
+    body();
+    _exit(0);
+  }
+  return child;
+}
+
+bool has_description(const std::string &path, const std::string &source) {
+  for (const std::string &line : symtest::lines_to_end_mark(symtest::read_file(path)))
+    if (line == "@" + source) return true;
+  return false;
+}
+
+// Bits of SIGHUP, SIGINT and SIGTERM in the "SigIgn" mask of a process.
+bool ignores_interruptions(pid_t pid) {
+  std::string status = symtest::read_file("/proc/" + std::to_string(pid) + "/status");
+  std::size_t at = status.find("SigIgn:");
+  if (at == std::string::npos) return false;
+  unsigned long long mask = std::stoull(status.substr(at + 7), nullptr, 16);
+  unsigned long long wanted = (1ull << (SIGHUP - 1)) | (1ull << (SIGINT - 1)) | (1ull << (SIGTERM - 1));
+  return (mask & wanted) == wanted;
+}
+
+TEST_F(SymbolTest, SystemLockMakesTheCommitWaitWithSignalsIgnored) {
+  commit_example("a.c");
+  std::string before = symtest::read_file(sym_path());
+  int fd = open(sym_path().c_str(), O_RDWR);
+  ASSERT_GE(fd, 0);
+  struct flock region = {};
+  region.l_type = F_WRLCK;
+  region.l_whence = SEEK_SET;
+  region.l_len = static_cast<off_t>(0xFFFF0000u);
+  // An open file description lock conflicts with the process lock that the commit takes
+  // and, unlike that one, survives the test's own reading of the file.
+  ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &region), 0);
+
+  pid_t child = start_child([this, fd] {
+    close(fd);  // the lock belongs to the parent's open file description alone
+    commit_example("b.c");
+  });
+  bool waiting_with_signals_ignored = false;
+  for (int i = 0; i < 200 && !waiting_with_signals_ignored; i++) {
+    sleep_ms(10);
+    waiting_with_signals_ignored = ignores_interruptions(child);
+  }
+  EXPECT_TRUE(waiting_with_signals_ignored);
+  sleep_ms(200);
+  EXPECT_TRUE(still_running(child));
+  EXPECT_EQ(symtest::read_file(sym_path()), before);
+  kill(child, SIGINT);
+  kill(child, SIGTERM);
+  kill(child, SIGHUP);
+  sleep_ms(50);
+  EXPECT_TRUE(still_running(child));
+  close(fd);  // releases the lock
+  EXPECT_EQ(wait_child(child), 0);
+  EXPECT_TRUE(has_description(sym_path(), "b.c"));
+}
+
+TEST_F(SymbolTest, SignalDispositionsComeBackAfterTheCommit) {
+  struct sigaction custom = {};
+  custom.sa_handler = [](int) {};
+  struct sigaction old_int, old_term, old_hup;
+  sigaction(SIGINT, &custom, &old_int);
+  sigaction(SIGTERM, nullptr, &old_term);
+  sigaction(SIGHUP, nullptr, &old_hup);
+  commit_example("a.c");
+  struct sigaction now_int, now_term, now_hup;
+  sigaction(SIGINT, nullptr, &now_int);
+  sigaction(SIGTERM, nullptr, &now_term);
+  sigaction(SIGHUP, nullptr, &now_hup);
+  EXPECT_EQ(now_int.sa_handler, custom.sa_handler);
+  EXPECT_EQ(now_term.sa_handler, old_term.sa_handler);
+  EXPECT_EQ(now_hup.sa_handler, old_hup.sa_handler);
+  sigaction(SIGINT, &old_int, nullptr);
+}
+
+TEST_F(SymbolTest, LockFileOfALiveHolderMakesTheCommitWait) {
+  commit_example("a.c");
+  std::string before = symtest::read_file(sym_path());
+  std::string lock = pre_symbol_lock_path();
+  symtest::write_file(lock, std::to_string(getpid()) + "\n");
+  setenv("QUB_LOCK_MAX_WAIT", "30", 1);
+  pid_t child = start_child([this] { commit_example("b.c"); });
+  sleep_ms(300);
+  EXPECT_TRUE(still_running(child));
+  EXPECT_EQ(symtest::read_file(sym_path()), before);
+  ASSERT_EQ(unlink(lock.c_str()), 0);
+  EXPECT_EQ(wait_child(child), 0);
+  EXPECT_TRUE(has_description(sym_path(), "b.c"));
+  EXPECT_NE(access(lock.c_str(), F_OK), 0);
+}
+
+TEST_F(SymbolTest, LockFileHoldsTheCommittersIdentifierWhileItRuns) {
+  // A large symbol file keeps the commit busy long enough to be watched.
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < 60000; i++)
+    text += "@file" + std::to_string(i) + ".c\n3 1700000000 0000ABCD 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+  text += "END OF SYMBOLFILE\n";
+  symtest::write_file(sym_path(), text);
+  std::string lock = pre_symbol_lock_path();
+  setenv("QUB_LOCK_MAX_WAIT", "5", 1);
+  pid_t child = start_child([this] { commit_example("new.c"); });
+  std::string seen;
+  for (int i = 0; i < 2000000 && seen.empty() && still_running(child); i++) seen = symtest::read_file(lock);
+  EXPECT_EQ(seen, std::to_string(child) + "\n");
+  EXPECT_EQ(wait_child(child), 0);
+  EXPECT_NE(access(lock.c_str(), F_OK), 0);
+  EXPECT_TRUE(has_description(sym_path(), "new.c"));
+}
+
+TEST_F(SymbolTest, LockFileRemovedByAnotherHandIsError18) {
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < 150000; i++)
+    text += "@file" + std::to_string(i) + ".c\n3 1700000000 0000ABCD 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+  text += "END OF SYMBOLFILE\n";
+  symtest::write_file(sym_path(), text);
+  std::string lock = pre_symbol_lock_path();
+  setenv("QUB_LOCK_MAX_WAIT", "5", 1);
+  int err[2];
+  ASSERT_EQ(pipe(err), 0);
+  pid_t child = start_child([this, err] {
+    close(err[0]);
+    dup2(err[1], 2);
+    commit_example("new.c");
+  });
+  close(err[1]);
+  bool removed = false;
+  for (int i = 0; i < 5000000 && !removed && still_running(child); i++) removed = unlink(lock.c_str()) == 0;
+  EXPECT_TRUE(removed);
+  std::string message;
+  char buffer[512];
+  ssize_t n;
+  while ((n = read(err[0], buffer, sizeof buffer)) > 0) message.append(buffer, static_cast<std::size_t>(n));
+  close(err[0]);
+  EXPECT_EQ(wait_child(child), 1);
+  EXPECT_EQ(message, "QUB++ error 18: Cannot remove lock file " + lock + ": No such file or directory\n");
+}
+
+TEST_F(SymbolTest, LockFileLeftByAGoneProcessDoesNotBlock) {
+  std::string lock = pre_symbol_lock_path();
+  symtest::write_file(lock, std::to_string(dead_process_id()) + "\n");
+  setenv("QUB_LOCK_MAX_WAIT", "1", 1);
+  auto start = std::chrono::steady_clock::now();
+  commit_example("a.c");
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_LT(seconds, 5.0);
+  EXPECT_TRUE(has_description(sym_path(), "a.c"));
+  EXPECT_NE(access(lock.c_str(), F_OK), 0);
+}
+
+TEST_F(SymbolTest, LiveHolderBeyondTheLimitIsError17) {
+  std::string lock = pre_symbol_lock_path();
+  std::string holder = std::to_string(getpid()) + "\n";
+  symtest::write_file(lock, holder);
+  setenv("QUB_LOCK_MAX_WAIT", "1", 1);
+  EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 17: Cannot create lock file " + escape_regex(lock) + ": File exists\n$");
+  EXPECT_EQ(symtest::read_file(lock), holder);
+  EXPECT_NE(access(sym_path().c_str(), F_OK), 0);
+}
+
+TEST_F(SymbolTest, UnreadableLockFileTimesOutToo) {
+  std::string lock = pre_symbol_lock_path();
+  symtest::write_file(lock, "");
+  setenv("QUB_LOCK_MAX_WAIT", "1", 1);
+  EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 17: Cannot create lock file " + escape_regex(lock) + ": File exists\n$");
+  symtest::write_file(lock, "not a number\n");
+  EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 17: Cannot create lock file " + escape_regex(lock) + ": File exists\n$");
+}
+
+TEST_F(SymbolTest, LockFileInAMissingDirectoryIsError17) {
+  set_symbol_name(dir + "/missing/MON");
+  setenv("QUB_LOCK_MAX_WAIT", "3", 1);
+  EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 17: Cannot create lock file " + escape_regex(dir + "/missing/MON.sym.lock") +
+                  ": No such file or directory\n$");
+}
+
+TEST_F(SymbolTest, WaitOfZeroOrLessMeansNoLocking) {
+  std::string lock = pre_symbol_lock_path();
+  std::string holder = std::to_string(getpid()) + "\n";
+  symtest::write_file(lock, holder);
+  for (const char *value : {"0", "-2", "0x0"}) {
+    setenv("QUB_LOCK_MAX_WAIT", value, 1);
+    auto start = std::chrono::steady_clock::now();
+    commit_example(("f" + std::string(value) + ".c").c_str());
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_LT(seconds, 0.5) << value;
+    EXPECT_TRUE(has_description(sym_path(), "f" + std::string(value) + ".c")) << value;
+    EXPECT_EQ(symtest::read_file(lock), holder) << "someone else's lock file is left alone";
+  }
+}
+
+TEST_F(SymbolTest, HexadecimalWaitSelectsTheLockFile) {
+  setenv("QUB_LOCK_MAX_WAIT", "0x10", 1);
+  commit_example("a.c");
+  EXPECT_TRUE(has_description(sym_path(), "a.c"));
+  EXPECT_NE(access(pre_symbol_lock_path(), F_OK), 0);
+}
+
+TEST_F(SymbolTest, FatalErrorInTheCommitRemovesTheLockFile) {
+  symtest::write_file(sym_path(), "QUB++ sym 8\n");
+  setenv("QUB_LOCK_MAX_WAIT", "5", 1);
+  EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1), "error 2: Bad identification stamp");
+  EXPECT_NE(access(pre_symbol_lock_path(), F_OK), 0);
+}
+
+TEST_F(SymbolTest, UnlockLeavesALockFileThatIsNotOurs) {
+  std::string lock = pre_symbol_lock_path();
+  symtest::write_file(lock, "1\n");
+  pre_symbol_unlock();
+  EXPECT_EQ(symtest::read_file(lock), "1\n");
+}
+
+// --- many processes at once ---------------------------------------------------------------------
+
+constexpr int CHILDREN = 32;
+constexpr int FILES_PER_CHILD = 8;
+
+std::string child_source(int child, int file) {
+  return "dir" + std::to_string(child) + "/src" + std::to_string(file) + ".c";
+}
+
+// Records of one file; each round adds a return statement, round 3 repeats round 2.
+void describe_for_round(SymbolTest *test, int child, int file, int round) {
+  (void)test;
+  int returns = 2 + (round >= 2 ? 1 : 0);
+  std::string source = child_source(child, file);
+  pre_reset_counters();
+  pre_symbol_begin_file(source.c_str());
+  std::string name = "fn_" + std::to_string(child) + "_" + std::to_string(file);
+  pre_symbol_record(pre_next_function_counter(), 0, 0, 1, 0, name.c_str());
+  for (int r = 0; r < returns; r++) {
+    std::string value = "value " + std::to_string(child * 100 + file) + " " + std::to_string(r);
+    pre_symbol_record(pre_next_jump_counter(), 13, 1, static_cast<std::uint32_t>(2 + r),
+                      static_cast<std::uint32_t>(r), value.c_str());
+  }
+  pre_symbol_record(0, 2, 0, 10, static_cast<std::uint32_t>(returns), name.c_str());
+  pre_symbol_commit(source.c_str(), 10);
+}
+
+// Checks the whole file: identification, date, well-formed descriptions with a
+// fingerprint that fits their records, the end mark; returns name -> (records, revision).
+std::map<std::string, std::pair<int, int>> parse_symbol_file(const std::string &text) {
+  std::map<std::string, std::pair<int, int>> found;
+  std::vector<std::string> lines = symtest::lines_to_end_mark(text);
+  EXPECT_GE(lines.size(), 3u);
+  if (lines.size() < 3) return found;
+  EXPECT_EQ(lines[0], "QUB++ sym 9");
+  EXPECT_EQ(lines[1].size(), 24u);
+  EXPECT_EQ(lines.back(), "END OF SYMBOLFILE");
+  std::size_t i = 2;
+  while (i < lines.size() && lines[i] != "END OF SYMBOLFILE") {
+    EXPECT_EQ(lines[i][0], '@') << "line " << i + 1;
+    if (lines[i][0] != '@') return found;
+    std::string name = lines[i].substr(1);
+    EXPECT_EQ(found.count(name), 0u) << name << " twice";
+    unsigned mode = 0, fingerprint = 0, revision = 0, word = 0, extra = 0;
+    long long stamp = 0;
+    EXPECT_EQ(std::sscanf(lines[i + 1].c_str(), "%u %lld %08X %u %u %u", &mode, &stamp, &fingerprint, &revision,
+                          &word, &extra),
+              5)
+        << lines[i + 1];
+    std::string covered = lines[i + 1].substr(0, 2);
+    int records = 0;
+    std::size_t k = i + 2;
+    for (; k < lines.size() && lines[k][0] != '%'; k++, records++) {
+      EXPECT_TRUE(lines[k][0] >= '0' && lines[k][0] <= '9') << lines[k];
+      covered += lines[k];
+    }
+    EXPECT_LT(k, lines.size());
+    if (k >= lines.size()) return found;
+    covered += lines[k];
+    EXPECT_EQ(pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()),
+              fingerprint)
+        << name;
+    found[name] = {records, static_cast<int>(revision)};
+    i = k + 1;
+  }
+  return found;
+}
+
+// All children start their commits at once: each waits for the end of a pipe that the
+// parent closes when every child exists.
+void run_round(SymbolTest *test, int round) {
+  int start_gate[2];
+  ASSERT_EQ(pipe(start_gate), 0);
+  std::vector<pid_t> children;
+  for (int c = 0; c < CHILDREN; c++)
+    children.push_back(start_child([test, c, round, start_gate] {
+      close(start_gate[1]);
+      char byte;
+      while (read(start_gate[0], &byte, 1) > 0) {
+      }
+      close(start_gate[0]);
+      for (int f = 0; f < FILES_PER_CHILD; f++) describe_for_round(test, c, f, round);
+    }));
+  close(start_gate[0]);
+  close(start_gate[1]);
+  for (pid_t child : children) EXPECT_EQ(wait_child(child), 0);
+}
+
+void check_round(const std::string &path, int round) {
+  std::map<std::string, std::pair<int, int>> found = parse_symbol_file(symtest::read_file(path));
+  EXPECT_EQ(found.size(), static_cast<std::size_t>(CHILDREN * FILES_PER_CHILD)) << "round " << round;
+  int records = 2 + 2 + (round >= 2 ? 1 : 0);
+  int revision = round >= 2 ? 1 : 0;
+  for (int c = 0; c < CHILDREN; c++)
+    for (int f = 0; f < FILES_PER_CHILD; f++) {
+      auto it = found.find(child_source(c, f));
+      ASSERT_NE(it, found.end()) << child_source(c, f) << " lost in round " << round;
+      EXPECT_EQ(it->second.first, records) << child_source(c, f);
+      EXPECT_EQ(it->second.second, revision) << child_source(c, f);
+    }
+}
+
+void many_processes(SymbolTest *test, const std::string &path) {
+  for (int round = 1; round <= 3; round++) {
+    run_round(test, round);
+    check_round(path, round);
+    if (::testing::Test::HasFailure()) return;
+  }
+}
+
+TEST_F(SymbolTest, ManyProcessesUnderTheSystemLockLoseNothing) {
+  many_processes(this, sym_path());
+}
+
+TEST_F(SymbolTest, ManyProcessesUnderTheLockFileLoseNothing) {
+  setenv("QUB_LOCK_MAX_WAIT", "60", 1);
+  many_processes(this, sym_path());
+  EXPECT_NE(access(pre_symbol_lock_path(), F_OK), 0);
+}
+
+}  // namespace
