@@ -626,3 +626,53 @@ TEST_F(LookaheadTest, AsmInTheAnsiFamilyIsAnOrdinaryToken) {
 }
 
 }  // namespace
+
+// --- line directives in the description ----------------------------------------------------
+
+#include "symbol_test_support.h"
+
+namespace {
+
+class LookaheadRecordTest : public symtest::SymbolTest {
+ protected:
+  void SetUp() override {
+    SymbolTest::SetUp();
+    source_language = LANG_CXX;
+    g_writer.source_name = "a.c";
+    pre_begin_instrumented_file((dir + "/out.c").c_str());
+  }
+  void TearDown() override {
+    pre_close_source();
+    pre_finish_instrumented_file("a.c");
+    source_language = LANG_C;
+    SymbolTest::TearDown();
+  }
+
+  // Reads tokens up to and including the one with this text.
+  void read_to(const char *text) {
+    for (std::uint32_t kind = pre_get_token(); kind != TOK_EOF; kind = pre_get_token())
+      if (std::strcmp(current_token, text) == 0) return;
+    ADD_FAILURE() << text << " not found";
+  }
+};
+
+TEST_F(LookaheadRecordTest, LineDirectivesReachTheDescription) {
+  symtest::write_file(dir + "/a.i", "# 1 \"a.c\"\nint a;\n# 1 \"h.h\"\nint g;\n# 3 \"a.c\"\nint f;\n");
+  pre_symbol_begin_file("a.c");
+  pre_reset_parse_state("a.c");
+  ASSERT_EQ(pre_open_source((dir + "/a.i").c_str()), STATUS_OK);
+  read_to("g");
+  pre_symbol_record(0, 0, 0, line_number, 0, "g");
+  read_to("f");
+  pre_symbol_record(1, 0, 0, line_number, 0, "f");
+  pre_symbol_commit("a.c", 3);
+  std::vector<std::string> lines = symtest::lines_to_end_mark(symtest::read_file(sym_path()));
+  std::vector<std::string> records(lines.begin() + 4, lines.end() - 2);
+  std::vector<std::string> expected = {
+      "50 2 0 0 0 #line 1 \"" + dir + "/h.h\"", "0 1 0 0 0 g",
+      "50 2 0 0 0 #line 3 \"" + dir + "/a.c\"", "0 3 0 1 0 f",
+  };
+  EXPECT_EQ(records, expected);
+}
+
+}  // namespace

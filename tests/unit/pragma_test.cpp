@@ -314,3 +314,68 @@ TEST_F(PragmaTest, SkipDepthIsACountNotAFlag) {
 }
 
 }  // namespace
+
+// --- records ------------------------------------------------------------------------------
+
+#include "symbol_test_support.h"
+
+namespace {
+
+// Records as they stand in the symbol file of one description.
+std::vector<std::string> record_lines(const std::string &sym) {
+  std::vector<std::string> lines = symtest::lines_to_end_mark(symtest::read_file(sym));
+  std::vector<std::string> records;
+  for (std::size_t i = 4; i < lines.size() && lines[i][0] != '%'; i++) records.push_back(lines[i]);
+  return records;
+}
+
+class PragmaRecordTest : public symtest::SymbolTest {
+ protected:
+  void SetUp() override {
+    SymbolTest::SetUp();
+    g_writer.source_name = "t.c";
+    pre_begin_instrumented_file((dir + "/out.c").c_str());
+    pre_reset_counters();
+    pre_symbol_begin_file("t.c");
+    skip_depth = 0;
+    line_number = 11;
+    statement_count = 3;
+    level = 2;
+    g_writer.in_function_body = true;
+  }
+  void TearDown() override {
+    g_writer.in_function_body = false;
+    skip_depth = 0;
+    level = 0;
+    pre_finish_instrumented_file("t.c");
+    SymbolTest::TearDown();
+  }
+};
+
+TEST_F(PragmaRecordTest, CountAndAnnotationWriteTheirRecords) {
+  pre_handle_pragma("#pragma QUB count my text\n");
+  line_number = 21;
+  pre_handle_pragma("#pragma QUB annotation checked  by hand\n");
+  pre_handle_pragma("#pragma QUB count\n");
+  pre_handle_pragma("#pragma QUB testcase not recorded\n");
+  pre_symbol_commit("t.c", 30);
+  std::vector<std::string> expected = {"55 10 3 0 2 my text", "56 20 3 0 2 checked  by hand", "55 20 3 1 2"};
+  EXPECT_EQ(record_lines(sym_path()), expected);
+}
+
+TEST_F(PragmaRecordTest, NoRecordsWithoutDecisionOrInASkip) {
+  g_run.instrument_decision = false;
+  pre_handle_pragma("#pragma QUB count a\n");
+  pre_handle_pragma("#pragma QUB annotation b\n");
+  g_run.instrument_decision = true;
+  testing::internal::CaptureStderr();  // warning 25 of the skip in a body
+  pre_handle_pragma("#pragma QUB skip\n");
+  pre_handle_pragma("#pragma QUB count c\n");
+  pre_handle_pragma("#pragma QUB annotation d\n");
+  testing::internal::GetCapturedStderr();
+  pre_symbol_record(0, 45, 1, 12, 0, "label");
+  pre_symbol_commit("t.c", 30);
+  EXPECT_EQ(record_lines(sym_path()), (std::vector<std::string>{"45 12 0 0 1 label"}));
+}
+
+}  // namespace
