@@ -85,7 +85,11 @@ void fill_la2() {
 // Empties la1; la2 moves up.
 void drop_la1() {
   if (la.la_count == 2) {
-    std::memcpy(&la.la1, &la.la2, sizeof la.la1);
+    la.la1.kind = la.la2.kind;
+    std::strcpy(la.la1.text, la.la2.text);
+    la.la1.line = la.la2.line;
+    la.la1.space_after = la.la2.space_after;
+    la.la1.template_name = la.la2.template_name;
     la.la_count = 1;
   } else {
     la.la_count = 0;
