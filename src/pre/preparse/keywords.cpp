@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "config/config.h"
 
@@ -230,20 +230,69 @@ constexpr keyword_row operator_words[] = {
     {"xor", TOK_OPERATOR},    {"xor_eq", TOK_ASSIGN_OP},
 };
 
-typedef std::unordered_map<std::string_view, std::uint32_t> word_index;
+// An index over a constant table, built once: open addressing over a power-of-two
+// table with an FNV-1a hash. Words longer than the table's longest are rejected before
+// any hashing, which settles most identifiers of system headers at once.
+struct word_slot {
+  const char *word;
+  std::uint32_t length;
+  std::uint32_t kind;
+};
 
-// An index over a constant table, built once; the first row of a word wins.
+struct word_index {
+  std::vector<word_slot> slots;
+  std::size_t mask = 0;
+  std::size_t longest = 0;
+};
+
+std::uint32_t word_hash(const char *word, std::size_t length) {
+  std::uint32_t h = 2166136261u;
+  for (std::size_t i = 0; i < length; i++) h = (h ^ static_cast<unsigned char>(word[i])) * 16777619u;
+  return h;
+}
+
+// The first row of a word wins.
 template <std::size_t N>
 word_index make_index(const keyword_row (&rows)[N]) {
   word_index index;
-  index.reserve(N * 2);
-  for (const keyword_row &row : rows) index.emplace(row.word, row.kind);
+  std::size_t size = 16;
+  while (size < N * 4) size *= 2;
+  index.slots.assign(size, word_slot{nullptr, 0, 0});
+  index.mask = size - 1;
+  for (const keyword_row &row : rows) {
+    std::size_t length = std::strlen(row.word);
+    if (length > index.longest) index.longest = length;
+    for (std::size_t at = word_hash(row.word, length) & index.mask;; at = (at + 1) & index.mask) {
+      word_slot &slot = index.slots[at];
+      if (!slot.word) {
+        slot = word_slot{row.word, static_cast<std::uint32_t>(length), row.kind};
+        break;
+      }
+      if (slot.length == length && std::memcmp(slot.word, row.word, length) == 0) break;
+    }
+  }
   return index;
 }
 
 std::uint32_t search(const word_index &index, std::string_view word) {
-  auto it = index.find(word);
-  return it == index.end() ? TOK_NONE : it->second;
+  if (word.size() > index.longest) return TOK_NONE;
+  for (std::size_t at = word_hash(word.data(), word.size()) & index.mask;; at = (at + 1) & index.mask) {
+    const word_slot &slot = index.slots[at];
+    if (!slot.word) return TOK_NONE;
+    if (slot.length == word.size() && std::memcmp(slot.word, word.data(), word.size()) == 0) return slot.kind;
+  }
+}
+
+struct keyword_indexes {
+  word_index common = make_index(common_table);
+  word_index microsoft = make_index(microsoft_table);
+  word_index borland = make_index(borland_table);
+  word_index operators = make_index(operator_words);
+};
+
+const keyword_indexes &indexes() {
+  static const keyword_indexes built;
+  return built;
 }
 
 }  // namespace
@@ -278,20 +327,16 @@ bool family_is_microsoft() { return compiler_family == FAMILY_MICROSOFT; }
 bool family_is_borland() { return compiler_family == FAMILY_BORLAND; }
 
 std::uint32_t pre_keyword_kind(const char *text) {
-  static const word_index common = make_index(common_table);
-  static const word_index microsoft = make_index(microsoft_table);
-  static const word_index borland = make_index(borland_table);
-  static const word_index operators = make_index(operator_words);
-
+  const keyword_indexes &ix = indexes();
   std::string_view word(text ? text : "");
-  std::uint32_t kind = search(common, word);
+  std::uint32_t kind = search(ix.common, word);
   if (kind == TOK_NONE) {
     if (compiler_family == FAMILY_MICROSOFT)
-      kind = search(microsoft, word);
+      kind = search(ix.microsoft, word);
     else if (compiler_family == FAMILY_BORLAND)
-      kind = search(borland, word);
+      kind = search(ix.borland, word);
   }
-  if (kind == TOK_NONE && lang_not_c()) kind = search(operators, word);
+  if (kind == TOK_NONE && lang_not_c()) kind = search(ix.operators, word);
   if (kind == TOK_NONE) {
     if (lang_is_csharp() && word == "foreach")
       kind = KW_FOREACH;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <unordered_map>
 
 #include "base/base.h"
 #include "command/tempfile.h"
@@ -44,9 +45,20 @@ void check_write(int result) {
 
 // --- name pool ---------------------------------------------------------------------------
 
+// Names of the pool by their path-comparison key, '\\' read as '/'.
+std::unordered_map<std::string, const char *> g_pool_index;
+
+std::string pool_key(const char *name) {
+  std::string key = name;
+  for (char &c : key)
+    if (c == '\\') c = '/';
+  return key;
+}
+
 const char *pool_intern(const char *name) {
-  for (std::size_t i = 0; i < g_symbol.pool_count; i++)
-    if (pre_path_equal(g_symbol.name_pool[i], name)) return g_symbol.name_pool[i];
+  std::string key = pool_key(name);
+  auto found = g_pool_index.find(key);
+  if (found != g_pool_index.end()) return found->second;
   if (g_symbol.pool_count == g_symbol.pool_capacity) {
     std::size_t growth = g_symbol.pool_capacity == 0 ? POOL_START : g_symbol.pool_capacity / 5;
     if (g_symbol.pool_capacity != 0 && growth < POOL_MIN_GROWTH) growth = POOL_MIN_GROWTH;
@@ -56,6 +68,7 @@ const char *pool_intern(const char *name) {
   }
   char *copy = pre_xstrdup(name);
   g_symbol.name_pool[g_symbol.pool_count++] = copy;
+  g_pool_index.emplace(std::move(key), copy);
   return copy;
 }
 
@@ -144,6 +157,7 @@ void symbol_discard_line_state() {
   std::free(g_symbol.line_stack);
   g_symbol.line_stack = nullptr;
   g_symbol.stack_count = g_symbol.stack_capacity = 0;
+  g_pool_index.clear();
   for (std::size_t i = 0; i < g_symbol.pool_count; i++) std::free(g_symbol.name_pool[i]);
   std::free(g_symbol.name_pool);
   g_symbol.name_pool = nullptr;
