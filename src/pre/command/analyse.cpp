@@ -151,6 +151,30 @@ final_command *new_final(const char *command, bool is_link) {
   return f;
 }
 
+// GNU dependency output (-MD, -MMD) without -MF names its file after the output of
+// the step that writes it. That step is the preprocessor here, whose output is a
+// temporary file: name the file and its target after the object instead, as the
+// compile command would have.
+void name_dependency_output(file_record *r) {
+  bool wanted = false, named = false, targeted = false;
+  for (pre_list_node *n = r->preproc_flags->head; n; n = n->next) {
+    const char *w = static_cast<const char *>(n->item);
+    if (std::strcmp(w, "-MD") == 0 || std::strcmp(w, "-MMD") == 0) wanted = true;
+    if (std::strncmp(w, "-MF", 3) == 0) named = true;
+    if (std::strncmp(w, "-MT", 3) == 0 || std::strncmp(w, "-MQ", 3) == 0) targeted = true;
+  }
+  if (!wanted || named) return;
+  // The object's name with its extension (from the dot on) replaced.
+  std::string depfile(r->object, static_cast<std::size_t>(pre_extension(r->object) - r->object));
+  depfile += ".d";
+  add_text(r->preproc_flags, "-MF");
+  add_text(r->preproc_flags, depfile.c_str());
+  if (!targeted) {
+    add_text(r->preproc_flags, "-MT");
+    add_text(r->preproc_flags, r->object);
+  }
+}
+
 }  // namespace
 
 // --- shared operations -----------------------------------------------------------------
@@ -471,6 +495,7 @@ file_record *pre_make_file_record(arg_node *command_arg, arg_node *word, bool ho
     if (*v) add_text(r->compile_flags, v);
   for (const char *v = conf_first("OPT_ADD_PREPROC", &it); v; v = conf_next(&it))
     if (*v) add_text(r->preproc_flags, v);
+  name_dependency_output(r);
   return r;
 }
 
