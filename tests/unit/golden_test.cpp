@@ -20,7 +20,7 @@ using namespace qubtest;
 
 namespace {
 
-std::string golden_dir() { return std::string(QUB_TEST_DATA_DIR) + "/../golden"; }
+std::string golden_dir() { return std::string(QUB_TEST_SOURCE_DIR) + "/golden"; }
 
 std::vector<std::string> golden_cases() {
   std::vector<std::string> names;

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <sys/stat.h>
 
 #include "driver/run_state.h"
@@ -150,7 +151,7 @@ TEST(ReportDeath, UsageStatusExitsZero) {
 }
 
 TEST(ReportDeath, FatalReportClosesTrackedFilesSoTheirDataIsWritten) {
-  std::string path = testing::TempDir() + "qub_tracked_file.txt";
+  std::string path = testing::TempDir() + "qub_tracked_file_" + std::to_string(getpid()) + ".txt";
   std::remove(path.c_str());
   EXPECT_EXIT(
       {
@@ -167,7 +168,7 @@ TEST(ReportDeath, FatalReportClosesTrackedFilesSoTheirDataIsWritten) {
 }
 
 TEST(OpenFiles, CloseRemovesFromTheList) {
-  std::string path = testing::TempDir() + "qub_open_files.txt";
+  std::string path = testing::TempDir() + "qub_open_files_" + std::to_string(getpid()) + ".txt";
   std::FILE *f = pre_fopen(path.c_str(), "w");
   ASSERT_NE(f, nullptr);
   EXPECT_EQ(pre_fclose(f), 0);
@@ -177,7 +178,7 @@ TEST(OpenFiles, CloseRemovesFromTheList) {
 }
 
 TEST(SettingsLog, FoldsAtSeventyFiveColumns) {
-  std::string dir = testing::TempDir() + "qub_log_test";
+  std::string dir = testing::TempDir() + "qub_log_test_" + std::to_string(getpid());
   mkdir(dir.c_str(), 0700);
   setenv("TEMP", dir.c_str(), 1);
   pre_run_state_reset();

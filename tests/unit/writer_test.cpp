@@ -4,6 +4,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 
 #include "driver/run_state.h"
 #include "config/config.h"
@@ -22,7 +23,7 @@ std::string read_file(const std::string &path) {
 
 class WriterTest : public testing::Test {
  protected:
-  std::string out = testing::TempDir() + "qub_writer_out.c";
+  std::string out = testing::TempDir() + "qub_writer_out_" + std::to_string(getpid()) + ".c";
   void SetUp() override {
     pre_run_state_reset();
     g_writer.source_name = "src\\dir\\a.c";
@@ -235,7 +236,7 @@ namespace {
 
 class WriterConfigTest : public testing::Test {
  protected:
-  std::string out = testing::TempDir() + "qub_writer_conf.c";
+  std::string out = testing::TempDir() + "qub_writer_conf_" + std::to_string(getpid()) + ".c";
   void SetUp() override {
     pre_run_state_reset();
     conf_reset();
