@@ -274,9 +274,9 @@ word_index make_index(const keyword_row (&rows)[N]) {
   return index;
 }
 
-std::uint32_t search(const word_index &index, std::string_view word) {
+std::uint32_t search(const word_index &index, std::string_view word, std::uint32_t hash) {
   if (word.size() > index.longest) return TOK_NONE;
-  for (std::size_t at = word_hash(word.data(), word.size()) & index.mask;; at = (at + 1) & index.mask) {
+  for (std::size_t at = hash & index.mask;; at = (at + 1) & index.mask) {
     const word_slot &slot = index.slots[at];
     if (!slot.word) return TOK_NONE;
     if (slot.length == word.size() && std::memcmp(slot.word, word.data(), word.size()) == 0) return slot.kind;
@@ -288,6 +288,11 @@ struct keyword_indexes {
   word_index microsoft = make_index(microsoft_table);
   word_index borland = make_index(borland_table);
   word_index operators = make_index(operator_words);
+  std::size_t longest = 0;
+  keyword_indexes() {
+    for (const word_index *ix : {&common, &microsoft, &borland, &operators})
+      if (ix->longest > longest) longest = ix->longest;
+  }
 };
 
 const keyword_indexes &indexes() {
@@ -329,14 +334,16 @@ bool family_is_borland() { return compiler_family == FAMILY_BORLAND; }
 std::uint32_t pre_keyword_kind(const char *text) {
   const keyword_indexes &ix = indexes();
   std::string_view word(text ? text : "");
-  std::uint32_t kind = search(ix.common, word);
+  if (word.size() > ix.longest) return TOK_NONE;  // no table holds a word this long
+  std::uint32_t hash = word_hash(word.data(), word.size());
+  std::uint32_t kind = search(ix.common, word, hash);
   if (kind == TOK_NONE) {
     if (compiler_family == FAMILY_MICROSOFT)
-      kind = search(ix.microsoft, word);
+      kind = search(ix.microsoft, word, hash);
     else if (compiler_family == FAMILY_BORLAND)
-      kind = search(ix.borland, word);
+      kind = search(ix.borland, word, hash);
   }
-  if (kind == TOK_NONE && lang_not_c()) kind = search(ix.operators, word);
+  if (kind == TOK_NONE && lang_not_c()) kind = search(ix.operators, word, hash);
   if (kind == TOK_NONE) {
     if (lang_is_csharp() && word == "foreach")
       kind = KW_FOREACH;
