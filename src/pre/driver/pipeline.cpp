@@ -38,18 +38,7 @@ void for_each_value(const char *parameter, F f) {
 }
 
 void free_args() {
-  for (arg_node *n = g_run.args; n;) {
-    arg_node *next = n->next;
-    for (arg_value *v = n->values; v;) {
-      arg_value *vn = v->next;
-      std::free(v->text);
-      std::free(v);
-      v = vn;
-    }
-    std::free(n->text);
-    std::free(n);
-    n = next;
-  }
+  pre_free_arg_chain(g_run.args);
   g_run.args = g_run.current_arg = g_run.last_option_arg = g_run.command_arg = nullptr;
   g_run.compile_only_arg = g_run.comp_out_arg = nullptr;
 }
