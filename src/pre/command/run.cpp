@@ -477,12 +477,7 @@ void pre_after_before_all(const char *ret_name) {
     }
     g_run.current_arg = g_run.command_arg = command;
   }
-  if (g_run.pending_overrides) {
-    for (void *t = pre_list_first(g_run.pending_overrides); t; t = pre_list_next(g_run.pending_overrides))
-      conf_apply_override(static_cast<const char *>(t));
-    pre_list_free_texts(g_run.pending_overrides);
-    g_run.pending_overrides = nullptr;
-  }
+  conf_apply_pending_overrides();
   conf_validate();
 }
 

@@ -1,6 +1,8 @@
 // The configuration store: reading qub.ini files, blocks, lookups, the search for files.
 #include "config/config.h"
 
+#include "driver/run_state.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +11,7 @@
 
 #include "base/base.h"
 #include "config/params.h"
+#include "driver/run_state.h"
 #include "preerror/preerror.h"
 
 namespace {
@@ -530,4 +533,12 @@ void conf_reset() {
   }
   std::free(g_store);
   g_store = nullptr;
+}
+
+void conf_apply_pending_overrides() {
+  if (!g_run.pending_overrides) return;
+  for (void *t = pre_list_first(g_run.pending_overrides); t; t = pre_list_next(g_run.pending_overrides))
+    conf_apply_override(static_cast<const char *>(t));
+  pre_list_free_texts(g_run.pending_overrides);
+  g_run.pending_overrides = nullptr;
 }

@@ -39,6 +39,9 @@ void conf_select_block(const char *name);
 // error is reported (status 1, line 0) and ends the process.
 void conf_apply_override(const char *text);
 
+// Applies the -C texts not yet applied, in their order, and drops them.
+void conf_apply_pending_overrides();
+
 // Checks every parameter in table order in the current block; the first refused or
 // missing value is reported and ends the process.
 void conf_validate();

@@ -98,12 +98,7 @@ void pre_analyse_command() {
     pre_report(13, 1);
   }
   pre_select_command_block(command);
-  if (g_run.pending_overrides) {
-    for (void *t = pre_list_first(g_run.pending_overrides); t; t = pre_list_next(g_run.pending_overrides))
-      conf_apply_override(static_cast<const char *>(t));
-    pre_list_free_texts(g_run.pending_overrides);
-    g_run.pending_overrides = nullptr;
-  }
+  conf_apply_pending_overrides();
   conf_validate();
   for_each_value("RUN_BEFORE_ALL", [](const char *v) { pre_run_before_all(v); });
   if (g_run.dump_config) pre_dump_config_second();
