@@ -17,14 +17,7 @@
 
 namespace {
 
-std::string exactly(const std::string &text) {
-  std::string r = "^";
-  for (char c : text) {
-    if (std::strchr("\\^$.|?*+()[]{}", c)) r += '\\';
-    r += c;
-  }
-  return r + "$";
-}
+using qubtest::exactly;
 
 class ConfigTest : public testing::Test {
  protected:

@@ -15,15 +15,7 @@
 
 namespace {
 
-// A regular expression that matches exactly the given text.
-std::string exactly(const std::string &text) {
-  std::string r = "^";
-  for (char c : text) {
-    if (std::strchr("\\^$.|?*+()[]{}", c)) r += '\\';
-    r += c;
-  }
-  return r + "$";
-}
+using qubtest::exactly;
 
 std::vector<std::string> words_of(const arg_node *n) {
   std::vector<std::string> out;

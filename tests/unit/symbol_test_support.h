@@ -21,20 +21,12 @@
 #include "preparse/token.h"
 #include "prepath/prepath.h"
 #include "symbol/symbol.h"
+#include "test_util.h"
 
 namespace symtest {
 
-inline std::string read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-inline void write_file(const std::string &path, const std::string &text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-}
+using qubtest::read_file;
+using qubtest::write_file;
 
 inline std::vector<std::string> split_lines(const std::string &text) {
   std::vector<std::string> lines;

@@ -2,8 +2,13 @@
 #ifndef QUB_TESTS_TEST_UTIL_H
 #define QUB_TESTS_TEST_UTIL_H
 
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -29,6 +34,16 @@ inline std::string make_temp_dir(const std::string &name) {
   std::string cmd = "rm -rf '" + dir + "' && mkdir -p '" + dir + "'";
   if (std::system(cmd.c_str()) != 0) return "";
   return dir;
+}
+
+// A regular expression that matches exactly the given text (for death tests).
+inline std::string exactly(const std::string &text) {
+  std::string r = "^";
+  for (char c : text) {
+    if (std::strchr("\\^$.|?*+()[]{}", c)) r += '\\';
+    r += c;
+  }
+  return r + "$";
 }
 
 struct command_result {
