@@ -39,8 +39,7 @@ std::vector<std::string> split(const char *text, bool *ok = nullptr) {
   pre_list *l = pre_list_new(pre_list_text_equal);
   bool r = pre_split_shell_words(text, l);
   if (ok) *ok = r;
-  std::vector<std::string> out;
-  for (pre_list_node *n = l->head; n; n = n->next) out.push_back(static_cast<char *>(n->item));
+  std::vector<std::string> out = qubtest::texts_of(l);
   pre_list_free_texts(l);
   return out;
 }
@@ -57,23 +56,21 @@ class RunTest : public testing::Test {
     conf_reset();
     pre_run_state_reset();
     pre_reset_command_limits();
-    char cwd[PATH_MAX];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    old_cwd_ = cwd;
-    dir_ = qubtest::make_temp_dir("command_run");
-    ASSERT_EQ(chdir(dir_.c_str()), 0);
+    ASSERT_TRUE(scratch_.enter("command_run"));
+    dir_ = scratch_.path;
     setenv("TEMP", dir_.c_str(), 1);
   }
   void TearDown() override {
     conf_reset();
     pre_reset_command_limits();
     unsetenv("TEMP");
-    if (chdir(old_cwd_.c_str()) != 0) ADD_FAILURE() << "cannot go back";
+    if (!scratch_.leave()) ADD_FAILURE() << "cannot go back";
   }
   void conf(std::initializer_list<const char *> lines) {
     for (const char *l : lines) ASSERT_EQ(conf_apply_line(l), STATUS_OK) << l;
   }
-  std::string dir_, old_cwd_;
+  qubtest::scratch_dir scratch_;
+  std::string dir_;
 };
 
 TEST(QuoteTest, WordsThatTheShellWouldChangeAreSingleQuoted) {

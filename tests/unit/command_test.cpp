@@ -19,12 +19,7 @@
 
 namespace {
 
-std::vector<std::string> texts(pre_list *list) {
-  std::vector<std::string> out;
-  if (!list) return out;
-  for (pre_list_node *n = list->head; n; n = n->next) out.push_back(static_cast<char *>(n->item));
-  return out;
-}
+std::vector<std::string> texts(pre_list *list) { return qubtest::texts_of(list); }
 
 using words = std::vector<std::string>;
 
@@ -34,11 +29,8 @@ class CommandTest : public testing::Test {
     conf_reset();
     pre_run_state_reset();
     pre_reset_command_limits();
-    char cwd[PATH_MAX];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    old_cwd_ = cwd;
-    dir_ = qubtest::make_temp_dir("command");
-    ASSERT_EQ(chdir(dir_.c_str()), 0);
+    ASSERT_TRUE(scratch_.enter("command"));
+    dir_ = scratch_.path;
   }
   void TearDown() override {
     pre_free_arg_chain(chain_);
@@ -52,7 +44,7 @@ class CommandTest : public testing::Test {
     pre_free_final_command(g_run.final);
     g_run.final = nullptr;
     conf_reset();
-    if (chdir(old_cwd_.c_str()) != 0) ADD_FAILURE() << "cannot go back";
+    if (!scratch_.leave()) ADD_FAILURE() << "cannot go back";
   }
 
   // Configuration statements; "[name]" selects a block.
@@ -128,7 +120,8 @@ class CommandTest : public testing::Test {
   }
 
   arg_node *chain_ = nullptr;
-  std::string dir_, old_cwd_;
+  qubtest::scratch_dir scratch_;
+  std::string dir_;
 };
 
 // --- block selection -----------------------------------------------------------------------

@@ -24,18 +24,14 @@ class ConfigTest : public testing::Test {
   void SetUp() override {
     conf_reset();
     pre_run_state_reset();
-    char cwd[PATH_MAX];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    old_cwd_ = cwd;
-    dir_ = qubtest::make_temp_dir("config");
-    ASSERT_FALSE(dir_.empty());
-    ASSERT_EQ(chdir(dir_.c_str()), 0);
+    ASSERT_TRUE(scratch_.enter("config"));
+    dir_ = scratch_.path;
     unsetenv("QUBHOME");
     unsetenv("QUBINIT");
   }
   void TearDown() override {
     conf_reset();
-    if (chdir(old_cwd_.c_str()) != 0) ADD_FAILURE() << "cannot go back to " << old_cwd_;
+    if (!scratch_.leave()) ADD_FAILURE() << "cannot go back to " << scratch_.previous;
   }
 
   std::string file(const std::string &name, const std::string &content) {
@@ -60,7 +56,7 @@ class ConfigTest : public testing::Test {
   // The message a failed load stored.
   static std::string message(int status) { return pre_format_message(status); }
 
-  std::string old_cwd_;
+  qubtest::scratch_dir scratch_;
   std::string dir_;
 };
 

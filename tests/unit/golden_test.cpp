@@ -51,14 +51,11 @@ std::string description_of(const std::string &sym, const std::string &name) {
 
 class GoldenTest : public testing::TestWithParam<std::string> {
  protected:
-  std::string dir, old_cwd;
+  scratch_dir scratch;
+  std::string dir;
   void SetUp() override {
-    dir = make_temp_dir("golden");
-    ASSERT_FALSE(dir.empty());
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    old_cwd = cwd;
-    ASSERT_EQ(chdir(dir.c_str()), 0);
+    ASSERT_TRUE(scratch.enter("golden"));
+    dir = scratch.path;
     pre_path_cache_destroy();
     pre_path_cache_create();
     pre_run_state_reset();
@@ -66,7 +63,7 @@ class GoldenTest : public testing::TestWithParam<std::string> {
   }
   void TearDown() override {
     pre_symbol_reset();
-    if (chdir(old_cwd.c_str()) != 0) ADD_FAILURE() << "cannot return to " << old_cwd;
+    if (!scratch.leave()) ADD_FAILURE() << "cannot return to " << scratch.previous;
     pre_path_cache_destroy();
     run_command("rm -rf '" + dir + "'");
   }

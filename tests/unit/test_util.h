@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "base/base.h"
+
 namespace qubtest {
 
 inline std::string read_file(const std::string &path) {
@@ -44,6 +46,30 @@ inline std::string exactly(const std::string &text) {
     r += c;
   }
   return r + "$";
+}
+
+// A fresh directory made current for one test, and the way back to where it started.
+struct scratch_dir {
+  std::string path;
+  std::string previous;
+  // False when the directory cannot be made or entered.
+  bool enter(const std::string &name) {
+    char cwd[4096];
+    if (!::getcwd(cwd, sizeof cwd)) return false;
+    previous = cwd;
+    path = make_temp_dir(name);
+    return !path.empty() && ::chdir(path.c_str()) == 0;
+  }
+  // Goes back; false when the old directory cannot be entered again.
+  bool leave() { return previous.empty() || ::chdir(previous.c_str()) == 0; }
+};
+
+// The items of a list of texts, in order.
+inline std::vector<std::string> texts_of(const pre_list *list) {
+  std::vector<std::string> out;
+  if (list)
+    for (const pre_list_node *n = list->head; n; n = n->next) out.push_back(static_cast<const char *>(n->item));
+  return out;
 }
 
 struct command_result {
