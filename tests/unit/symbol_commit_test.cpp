@@ -181,6 +181,20 @@ TEST_F(SymbolTest, ChangeInTheSameSecondRaisesTheTimeStampByOne) {
   EXPECT_EQ(head_fields(ds.at(0)).at(1), std::to_string(taken + 1));
 }
 
+TEST_F(SymbolTest, TimeStampsOfOneSourceNeverRepeat) {
+  // Changes faster than the clock: every revision gets a time stamp of its own.
+  std::vector<long long> stamps;
+  for (int i = 0; i < 6; i++) {
+    commit_example("a.c", i % 2 == 1);
+    stamps.push_back(pre_symbol_time_stamp());
+  }
+  for (std::size_t i = 1; i < stamps.size(); i++) EXPECT_GT(stamps[i], stamps[i - 1]) << "revision " << i;
+  // A stored time stamp ahead of the clock is still passed.
+  set_stored_time_stamp(sym_path(), "a.c", stamps.back() + 100);
+  commit_example("a.c", false);
+  EXPECT_EQ(pre_symbol_time_stamp(), stamps.back() + 101);
+}
+
 TEST_F(SymbolTest, AnotherModeCountsAsAChange) {
   commit_example("a.c");
   g_run.instrument_multicondition = true;
