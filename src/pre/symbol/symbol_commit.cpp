@@ -240,7 +240,9 @@ void merge_existing_file(const char *source_id) {
       return;
     }
     g_symbol.revision = stored_revision + 1;
-    if (g_symbol.time_stamp == g_symbol.stored_time_stamp) g_symbol.time_stamp += 1;
+    // Never a time stamp that this source had before, even when the clock stands still
+    // or went back.
+    if (g_symbol.time_stamp <= g_symbol.stored_time_stamp) g_symbol.time_stamp = g_symbol.stored_time_stamp + 1;
     verbose("qub: updating file in %s");
     // The descriptions behind the old one and the end mark follow the new one.
     if (std::fseek(g_symbol.temp_file, 0, SEEK_END) != 0) symbol_temp_write_failed();
