@@ -225,6 +225,36 @@ TEST_F(SymbolTest, TrailingBlanksOfStoredLinesAreNotCopiedAgain) {
   EXPECT_EQ(descriptions_of(symtest::read_file(sym_path())).size(), 2u);
 }
 
+TEST_F(SymbolTest, RecordTextEndingInBlanksKeepsARebuildUnchanged) {
+  auto describe = [] {
+    pre_reset_counters();
+    pre_symbol_begin_file("a.c");
+    pre_symbol_record(pre_next_function_counter(), 0, 0, 1, 0, "f");
+    pre_symbol_record(pre_next_decision_counter(), 20, 1, 2, 0, "x > 0 ");
+    pre_symbol_record(0, 42, 1, 3, 0, "   ");
+    pre_symbol_record(0, 2, 0, 4, 0, "f");
+    pre_symbol_commit("a.c", 4);
+  };
+  describe();
+  long long first = pre_symbol_time_stamp();
+  std::string stored = symtest::read_file(sym_path());
+  EXPECT_NE(stored.find("\n20 2 0 0 1 x > 0\n42 3 0 0 1\n"), std::string::npos) << stored;
+  // The fingerprint covers the lines as stored.
+  std::vector<description> ds = descriptions_of(stored);
+  ASSERT_EQ(ds.size(), 1u);
+  std::string covered = ds[0].lines[1].substr(0, 2);
+  for (std::size_t i = 2; i < ds[0].lines.size(); i++) covered += ds[0].lines[i];
+  EXPECT_EQ(pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()),
+            std::stoul(head_fields(ds[0]).at(2), nullptr, 16));
+
+  g_run.verbose = true;
+  ::testing::internal::CaptureStderr();
+  describe();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), verbose_line("qub: unchanged file in "));
+  EXPECT_EQ(pre_symbol_time_stamp(), first);
+  EXPECT_EQ(symtest::read_file(sym_path()), stored);
+}
+
 // --- names -----------------------------------------------------------------------------------
 
 TEST_F(SymbolTest, NamesFromTheMonitorName) {
