@@ -23,6 +23,24 @@ long pre_read_pid_file(const char *path);
 // process that this user may not signal counts as existing.
 bool pre_process_exists(long pid);
 
+// A lock file that this process created, told apart from any later file of that name.
+struct pre_lock_file_id {
+  unsigned long long device;
+  unsigned long long inode;
+};
+
+// Waits for the lock file at path to be free, at most max_wait seconds while one holder
+// keeps it, and creates it holding this process's identifier. A lock file is stale, and
+// is taken over, when it names this process, when it names a process that no longer
+// exists once the wait is over, or when it holds no identifier and is older than the
+// wait. Taking over is atomic: of several waiters that find one stale file, one takes
+// it. False with errno set when the lock file cannot be had.
+bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken);
+
+// Removes the lock file taken by pre_take_lock_file. False with errno set when it is gone,
+// or is no longer the file that was taken (EEXIST), which is then left alone.
+bool pre_remove_lock_file(const char *path, const pre_lock_file_id *taken);
+
 // Pause of a number of milliseconds; 0 gives up the rest of the time slice.
 void pre_sleep_ms(unsigned milliseconds);
 

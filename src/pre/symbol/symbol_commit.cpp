@@ -1,7 +1,6 @@
 // The merge of a finished description into the symbol file, under the system lock on
 // the file or under a lock file, and the names of the symbol, data and lock files.
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -24,12 +23,12 @@ namespace {
 const char *const IDENTIFICATION = "QUB++ sym 9\n";
 const char *const END_MARK = "END OF SYMBOLFILE\n";
 const char *const LOCK_VARIABLE = "QUB_LOCK_MAX_WAIT";
-constexpr unsigned LOCK_POLL_MS = 25;
 
 // Locking chosen by QUB_LOCK_MAX_WAIT.
 enum lock_mode { LOCK_SYSTEM, LOCK_FILE, LOCK_NONE };
 
 pre_signal_save g_signals = {{nullptr, nullptr, nullptr}, false};
+pre_lock_file_id g_lock_file = {0, 0};  // the lock file this process created
 
 // --- reports ------------------------------------------------------------------------------
 
@@ -86,56 +85,10 @@ bool begins_entry(const char *line) { return line[0] == '@' || line[0] == 'E'; }
 
 // --- the lock file --------------------------------------------------------------------------
 
-// Waits for lock_path to be free and creates it with this process's identifier.
-bool take_lock_file(const char *path, long max_wait) {
-  long long limit = max_wait > LLONG_MAX / 1000 ? LLONG_MAX : static_cast<long long>(max_wait) * 1000;
-  long long elapsed = 0;
-  long long blind = 0;  // time spent on a lock file whose holder cannot be read
-  long last = 0;
-  for (;;) {
-    long holder = pre_read_pid_file(path);
-    bool last_try = false;
-    if (holder >= 0) {
-      blind = 0;
-      if (holder != last) {
-        last = holder;
-        pre_sleep_ms(LOCK_POLL_MS);
-        elapsed = LOCK_POLL_MS;
-        continue;
-      }
-      if (elapsed <= limit) {
-        pre_sleep_ms(LOCK_POLL_MS);
-        elapsed += LOCK_POLL_MS;
-        continue;
-      }
-      // The same holder beyond the limit: a holder that is gone leaves its file behind.
-      if (holder > 0 && !pre_process_exists(holder))
-        unlink(path);
-      else
-        last_try = true;
-    }
-    if (pre_create_pid_file(path, static_cast<long>(pre_process_id()))) return true;
-    int error = errno;
-    if (error == ENOENT || error == EACCES || error == EINVAL) return false;
-    if (last_try) return false;
-    if (holder < 0) {
-      // Created by someone else meanwhile, or its holder has not written its
-      // identifier yet: look again after a short pause that counts against the limit.
-      if (blind >= limit) {
-        errno = error;
-        return false;
-      }
-      pre_sleep_ms(1);
-      blind += 1;
-    }
-    errno = error;
-  }
-}
-
 void remove_lock_file(int mode) {
   if (!g_symbol.lock_held) return;
   g_symbol.lock_held = false;
-  if (unlink(g_symbol.lock_path) != 0) {
+  if (!pre_remove_lock_file(g_symbol.lock_path, &g_lock_file)) {
     pre_set_message_args(g_symbol.lock_path, std::strerror(errno));
     pre_report(18, mode);
   }
@@ -360,7 +313,8 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   lock_mode mode = read_lock_mode(&max_wait);
   pre_signals_ignore(&g_signals);
   if (mode == LOCK_FILE) {
-    if (!take_lock_file(g_symbol.lock_path, max_wait)) fail(17, g_symbol.lock_path, std::strerror(errno));
+    if (!pre_take_lock_file(g_symbol.lock_path, max_wait, &g_lock_file))
+      fail(17, g_symbol.lock_path, std::strerror(errno));
     g_symbol.lock_held = true;
   }
   long size = 0;
