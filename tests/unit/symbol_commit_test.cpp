@@ -311,6 +311,35 @@ TEST_F(SymbolTest, WrongFirstLineIsError2AndLeavesTheFileAlone) {
   }
 }
 
+TEST_F(SymbolTest, FirstTwoLinesNotAsWrittenAreError2AndLeaveTheFileAlone) {
+  const std::string rest = "@a.c\n1 5 00000000 0 0\n%1,0,0,0,0,0\nEND OF SYMBOLFILE\n";
+  const std::string good_date = "Mon Jan  1 00:00:00 2024\n";
+  const std::string heads[] = {
+      "QUB++ sym 9  \n" + good_date,                      // blanks behind the identification
+      "QUB++ sym 9\r\n" + good_date,
+      "QUB++ sym 9\nbroken\n",                            // a damaged date line
+      "QUB++ sym 9\n\n",
+      "QUB++ sym 9\nMon Jan  1 00:00:00 2024 \n",         // 25 characters
+      "QUB++ sym 9\nMon Jan  1 00:00:00 202\n",           // 23 characters
+      "QUB++ sym 9\nXyz Jan  1 00:00:00 2024\n",
+      "QUB++ sym 9\nMon Jan 1  00:00:00 2024\n",
+      "QUB++ sym 9\nMon Jan  1 00-00:00 2024\n",
+  };
+  for (const std::string &head : heads) {
+    symtest::write_file(sym_path(), head + rest);
+    EXPECT_EXIT(commit_example("b.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 2: Bad identification stamp in symbol file " + escape_regex(sym_path()) + "\n$")
+        << head;
+    EXPECT_EQ(symtest::read_file(sym_path()), head + rest);
+  }
+  // Every form that the date takes is accepted.
+  for (const char *date : {"Sun Dec 31 23:59:59 1999", "Wed Feb 29 12:05:09 2040", "Sat Oct 10 01:02:03 2020"}) {
+    symtest::write_file(sym_path(), "QUB++ sym 9\n" + std::string(date) + "\n" + rest);
+    commit_example("b.c");
+    EXPECT_EQ(descriptions_of(symtest::read_file(sym_path())).size(), 2u) << date;
+  }
+}
+
 TEST_F(SymbolTest, TruncatedFileIsError24) {
   const std::string cut_files[] = {
       "QUB++ sym 9\n",
