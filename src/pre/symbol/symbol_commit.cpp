@@ -66,13 +66,19 @@ void verbose(const char *format) {
 
 // --- the line reader of the symbol file -----------------------------------------------------
 
-// One line of the symbol file into line_buffer; blanks in front of its line feed go.
-void read_symbol_line() {
+// One line of the symbol file into line_buffer, as stored; its length.
+std::size_t read_raw_symbol_line() {
   errno = 0;
   if (!std::fgets(g_symbol.line_buffer, static_cast<int>(MAX_TOKEN), g_symbol.symbol_file))
     fail(24, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
   std::size_t length = std::strlen(g_symbol.line_buffer);
   g_symbol.read_offset += length;
+  return length;
+}
+
+// One line of the symbol file into line_buffer; blanks in front of its line feed go.
+void read_symbol_line() {
+  std::size_t length = read_raw_symbol_line();
   if (length > 1 && g_symbol.line_buffer[length - 1] == '\n') {
     std::size_t end = length - 1;
     while (end > 0 && g_symbol.line_buffer[end - 1] == ' ') end--;
@@ -82,6 +88,31 @@ void read_symbol_line() {
 }
 
 bool begins_entry(const char *line) { return line[0] == '@' || line[0] == 'E'; }
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// The second line as the file format writes it: "Www Mmm dd hh:mm:ss yyyy\n".
+bool is_date_line(const char *line) {
+  if (std::strlen(line) != 25 || line[24] != '\n') return false;
+  static const char days[] = "SunMonTueWedThuFriSat";
+  static const char months[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  bool day = false, month = false;
+  for (int i = 0; i < 7; i++) day = day || std::strncmp(line, days + 3 * i, 3) == 0;
+  for (int i = 0; i < 12; i++) month = month || std::strncmp(line + 4, months + 3 * i, 3) == 0;
+  const char *form = "... ... _# ##:##:## ####";  // '#' a digit, '_' a blank or a digit
+  for (int i = 0; i < 24; i++) {
+    char c = line[i];
+    bool fits = form[i] == '.' || (form[i] == '#' && is_digit(c)) ||
+                (form[i] == '_' && (c == ' ' || is_digit(c))) || form[i] == c;
+    if (!fits) return false;
+  }
+  return day && month;
+}
+
+void bad_identification() {
+  pre_set_message_args(g_symbol.symbol_path, "");
+  pre_report(2, 1);
+}
 
 // --- the lock file --------------------------------------------------------------------------
 
@@ -151,12 +182,11 @@ bool records_differ() {
 }
 
 void merge_existing_file(const char *source_id) {
-  read_symbol_line();
-  if (std::strcmp(g_symbol.line_buffer, IDENTIFICATION) != 0) {
-    pre_set_message_args(g_symbol.symbol_path, "");
-    pre_report(2, 1);
-  }
-  read_symbol_line();
+  // The first two lines exactly as written, or the file is not ours to change.
+  read_raw_symbol_line();
+  if (std::strcmp(g_symbol.line_buffer, IDENTIFICATION) != 0) bad_identification();
+  read_raw_symbol_line();
+  if (!is_date_line(g_symbol.line_buffer)) bad_identification();
   bool found = false;
   for (;;) {
     std::uint64_t start = g_symbol.read_offset;
