@@ -340,6 +340,26 @@ TEST_F(SymbolTest, FirstTwoLinesNotAsWrittenAreError2AndLeaveTheFileAlone) {
   }
 }
 
+TEST_F(SymbolTest, NamesWithALineEndAreRefusedBeforeAnythingIsWritten) {
+  commit_example("a.c");
+  std::string before = symtest::read_file(sym_path());
+  const std::string hint = "Type 'qub -h' for usage information\n";
+  for (const char *source : {"x.c\nEND OF SYMBOLFILE\n@y.c", "x\r.c", "\n"}) {
+    EXPECT_EXIT(commit_example(source), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 13: Erroneous command line, file name holds a line feed or carriage return: " +
+                    escape_regex(source) + "\n" + escape_regex(hint) + "$");
+    EXPECT_EQ(symtest::read_file(sym_path()), before);
+  }
+  for (const char *name : {"M\nON", "MON\r"}) {
+    set_symbol_name(dir + "/" + name);
+    std::string symbol = dir + "/" + name + ".sym";
+    EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 13: Erroneous command line, file name holds a line feed or carriage return: " +
+                    escape_regex(symbol) + "\n" + escape_regex(hint) + "$");
+    EXPECT_NE(access(symbol.c_str(), F_OK), 0);
+  }
+}
+
 TEST_F(SymbolTest, TruncatedFileIsError24) {
   const std::string cut_files[] = {
       "QUB++ sym 9\n",
