@@ -249,6 +249,13 @@ void merge_existing_file(const char *source_id) {
   if (std::fflush(g_symbol.symbol_file) != 0) symbol_write_failed();
 }
 
+// A name with a line end would break the line it stands on, or plant a line of its own.
+void refuse_line_ends(const char *name) {
+  if (!std::strpbrk(name, "\n\r")) return;
+  pre_set_message_args("file name holds a line feed or carriage return:", name);
+  pre_report(13, 1);
+}
+
 // Reads QUB_LOCK_MAX_WAIT: the locking it asks for and, for a lock file, the seconds.
 lock_mode read_lock_mode(long *max_wait) {
   const char *value = std::getenv(LOCK_VARIABLE);
@@ -294,6 +301,7 @@ void pre_symbol_settle_names() {
 
 void pre_symbol_prepare() {
   pre_symbol_settle_names();
+  refuse_line_ends(g_symbol.symbol_path);
   if (!g_symbol.temp_name) g_symbol.temp_name = pre_temp_name("", true);
 }
 
@@ -327,6 +335,8 @@ const char *pre_symbol_lock_path() {
 void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   if (!g_symbol.temp_file) return;
   pre_symbol_settle_names();
+  refuse_line_ends(g_symbol.symbol_path);
+  refuse_line_ends(source_id);
   symbol_discard_line_state();
   g_symbol.read_offset = 0;
   g_symbol.entry_offset = 0;
