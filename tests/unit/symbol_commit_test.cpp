@@ -2,7 +2,10 @@
 // the names, and the refusals of bad symbol files and bad settings.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -10,6 +13,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "symbol_file_check.h"
 #include "symbol_test_support.h"
 
 namespace {
@@ -253,6 +257,102 @@ TEST_F(SymbolTest, RecordTextEndingInBlanksKeepsARebuildUnchanged) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), verbose_line("qub: unchanged file in "));
   EXPECT_EQ(pre_symbol_time_stamp(), first);
   EXPECT_EQ(symtest::read_file(sym_path()), stored);
+}
+
+// --- crashes and full disks ---------------------------------------------------------------------
+
+// A symbol file of n well-formed descriptions of one function each.
+std::string symbol_file_of(int n) {
+  std::string covered = "3 0 1 0 0 0 f%1,1,0,0,0,0";
+  char fingerprint[16];
+  std::snprintf(fingerprint, sizeof fingerprint, "%08X",
+                pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()));
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < n; i++)
+    text += "@file" + std::to_string(i) + ".c\n3 1700000000 " + fingerprint + " 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+  return text + "END OF SYMBOLFILE\n";
+}
+
+// Entries of the directory whose names begin with the prefix.
+std::vector<std::string> entries_with_prefix(const std::string &dir, const std::string &prefix) {
+  std::vector<std::string> names;
+  std::string listing = qubtest::run_command("ls -A '" + dir + "'").output;
+  for (const std::string &name : symtest::split_lines(listing))
+    if (name.rfind(prefix, 0) == 0) names.push_back(name);
+  return names;
+}
+
+TEST_F(SymbolTest, KilledDuringAnUpdateLeavesTheOldFileOrTheNew) {
+  const int n = 20000;
+  const std::string original = symbol_file_of(n);
+  // The change of the first description makes everything behind it move.
+  auto commit_in_child = [this] {
+    std::fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+      pre_symbol_reset();
+      commit_example("file0.c");
+      _exit(0);
+    }
+    return child;
+  };
+  symtest::write_file(sym_path(), original);
+  auto start = std::chrono::steady_clock::now();
+  pid_t child = commit_in_child();
+  int status = 0;
+  waitpid(child, &status, 0);
+  double whole = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+
+  int killed = 0;
+  const int trials = 24;
+  for (int t = 0; t < trials; t++) {
+    symtest::write_file(sym_path(), original);
+    child = commit_in_child();
+    usleep(static_cast<useconds_t>(whole * t / trials));
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    if (WIFSIGNALED(status)) killed++;
+    symtest::symbol_file_view view = symtest::check_symbol_file(symtest::read_file(sym_path()));
+    EXPECT_TRUE(view.ok) << "killed after " << whole * t / trials << " us: " << view.why;
+    EXPECT_EQ(view.sources.size(), static_cast<std::size_t>(n));
+    std::size_t records = view.sources["file0.c"].records.size();
+    EXPECT_TRUE(records == 2 || records == 8) << records;
+  }
+  EXPECT_GT(killed, trials / 2);
+}
+
+// Commits a change of a.c as a process that may write no file beyond the given size.
+void commit_with_file_limit(SymbolTest *test, const char *source, rlim_t limit, bool limit_from_description) {
+  test->describe_example(source, true);
+  if (limit_from_description) {  // room for the counts line, not for the symbol file
+    struct stat st;
+    if (stat(pre_symbol_description_name(), &st) != 0) std::_Exit(3);
+    limit = static_cast<rlim_t>(st.st_size) + 45;
+  }
+  std::signal(SIGXFSZ, SIG_IGN);
+  struct rlimit size = {limit, limit};
+  if (setrlimit(RLIMIT_FSIZE, &size) != 0) std::_Exit(3);
+  pre_symbol_commit(source, 6);
+}
+
+TEST_F(SymbolTest, WriteFailureLeavesTheOldFileUnchangedWithError34) {
+  commit_example("a.c");
+  commit_example("b.c");
+  const std::string before = symtest::read_file(sym_path());
+  const std::string message =
+      "^QUB\\+\\+ error 34: Cannot write file " + escape_regex(sym_path()) + ": File too large\n$";
+  // Growing a description in the middle, and adding one at the end.
+  for (const char *source : {"a.c", "c.c"}) {
+    EXPECT_EXIT(commit_with_file_limit(this, source, before.size(), false), ::testing::ExitedWithCode(1), message)
+        << source;
+    EXPECT_EQ(symtest::read_file(sym_path()), before) << source;
+    EXPECT_EQ(entries_with_prefix(dir, "MON.sym"), std::vector<std::string>{"MON.sym"});
+  }
+  // A new symbol file that cannot be written is not left behind half written.
+  unlink(sym_path().c_str());
+  EXPECT_EXIT(commit_with_file_limit(this, "a.c", 0, true), ::testing::ExitedWithCode(1), message);
+  EXPECT_EQ(entries_with_prefix(dir, "MON.sym"), std::vector<std::string>{});
 }
 
 // --- names -----------------------------------------------------------------------------------
