@@ -152,14 +152,12 @@ TEST_F(SymbolTest, ChangedDescriptionIsUpdatedInPlace) {
   EXPECT_EQ(head_fields(after[1]).at(1), std::to_string(pre_symbol_time_stamp()));
   EXPECT_EQ(after[2].lines, before[2].lines);
 
-  // Shorter again: the end mark comes earlier and stale bytes stay behind it.
+  // Shorter again: the file ends at its end mark.
   std::size_t long_size = symtest::read_file(sym_path()).size();
   commit_example("b.c");
   std::string text = symtest::read_file(sym_path());
-  EXPECT_EQ(text.size(), long_size);
-  std::size_t end_mark = text.find("END OF SYMBOLFILE\n");
-  ASSERT_NE(end_mark, std::string::npos);
-  EXPECT_LT(end_mark + 18, text.size());
+  EXPECT_LT(text.size(), long_size);
+  EXPECT_EQ(text.find("END OF SYMBOLFILE\n"), text.size() - 18);
   after = descriptions_of(text);
   ASSERT_EQ(after.size(), 3u);
   EXPECT_EQ(after[1].lines.size(), before[1].lines.size());
@@ -322,14 +320,10 @@ TEST_F(SymbolTest, KilledDuringAnUpdateLeavesTheOldFileOrTheNew) {
   EXPECT_GT(killed, trials / 2);
 }
 
-// Commits a change of a.c as a process that may write no file beyond the given size.
-void commit_with_file_limit(SymbolTest *test, const char *source, rlim_t limit, bool limit_from_description) {
+// Commits a longer description of source as a process that may write no file beyond
+// the given size.
+void commit_with_file_limit(SymbolTest *test, const char *source, rlim_t limit) {
   test->describe_example(source, true);
-  if (limit_from_description) {  // room for the counts line, not for the symbol file
-    struct stat st;
-    if (stat(pre_symbol_description_name(), &st) != 0) std::_Exit(3);
-    limit = static_cast<rlim_t>(st.st_size) + 45;
-  }
   std::signal(SIGXFSZ, SIG_IGN);
   struct rlimit size = {limit, limit};
   if (setrlimit(RLIMIT_FSIZE, &size) != 0) std::_Exit(3);
@@ -344,14 +338,18 @@ TEST_F(SymbolTest, WriteFailureLeavesTheOldFileUnchangedWithError34) {
       "^QUB\\+\\+ error 34: Cannot write file " + escape_regex(sym_path()) + ": File too large\n$";
   // Growing a description in the middle, and adding one at the end.
   for (const char *source : {"a.c", "c.c"}) {
-    EXPECT_EXIT(commit_with_file_limit(this, source, before.size(), false), ::testing::ExitedWithCode(1), message)
+    EXPECT_EXIT(commit_with_file_limit(this, source, before.size()), ::testing::ExitedWithCode(1), message)
         << source;
     EXPECT_EQ(symtest::read_file(sym_path()), before) << source;
     EXPECT_EQ(entries_with_prefix(dir, "MON.sym"), std::vector<std::string>{"MON.sym"});
   }
-  // A new symbol file that cannot be written is not left behind half written.
+  // A new symbol file that cannot be written is not left behind half written. The limit
+  // leaves room for the description, not for the file around it.
   unlink(sym_path().c_str());
-  EXPECT_EXIT(commit_with_file_limit(this, "a.c", 0, true), ::testing::ExitedWithCode(1), message);
+  commit_example("a.c", true);
+  std::size_t whole = symtest::read_file(sym_path()).size();
+  unlink(sym_path().c_str());
+  EXPECT_EXIT(commit_with_file_limit(this, "a.c", whole - 20), ::testing::ExitedWithCode(1), message);
   EXPECT_EQ(entries_with_prefix(dir, "MON.sym"), std::vector<std::string>{});
 }
 

@@ -132,6 +132,39 @@ bool pre_lock_file_region(std::FILE *file) {
   }
 }
 
+bool pre_is_file_at(std::FILE *file, const char *path) {
+  struct stat open_one, named;
+  return fstat(fileno(file), &open_one) == 0 && stat(path, &named) == 0 && open_one.st_dev == named.st_dev &&
+         open_one.st_ino == named.st_ino;
+}
+
+std::FILE *pre_open_replacement(const char *path, std::FILE *like) {
+  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+  if (fd < 0) return nullptr;
+  struct stat model;
+  if (like && fstat(fileno(like), &model) == 0 && fchmod(fd, model.st_mode & 07777) != 0) {
+    int saved = errno;
+    close(fd);
+    errno = saved;
+    return nullptr;
+  }
+  std::FILE *file = fdopen(fd, "w");
+  if (!file) {
+    int saved = errno;
+    close(fd);
+    errno = saved;
+  }
+  return file;
+}
+
+bool pre_close_on_disk(std::FILE *file) {
+  bool ok = std::fflush(file) == 0 && fsync(fileno(file)) == 0;
+  int saved = errno;
+  if (std::fclose(file) != 0 && ok) return false;
+  errno = saved;
+  return ok;
+}
+
 bool pre_create_pid_file(const char *path, long pid) {
   int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) return false;

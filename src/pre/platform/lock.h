@@ -41,6 +41,18 @@ bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken
 // or is no longer the file that was taken (EEXIST), which is then left alone.
 bool pre_remove_lock_file(const char *path, const pre_lock_file_id *taken);
 
+// Whether path names the file that is open as file (the same device and inode).
+bool pre_is_file_at(std::FILE *file, const char *path);
+
+// Opens path for writing a file that is to replace another: created, or emptied when it
+// exists, never through a symbolic link, with the permissions of the open file like (the
+// default ones when like is null). Null with errno set on failure.
+std::FILE *pre_open_replacement(const char *path, std::FILE *like);
+
+// Writes what file buffers and waits until the disk holds it; closes it either way.
+// False with errno set when anything fails.
+bool pre_close_on_disk(std::FILE *file);
+
 // Pause of a number of milliseconds; 0 gives up the rest of the time slice.
 void pre_sleep_ms(unsigned milliseconds);
 

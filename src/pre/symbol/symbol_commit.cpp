@@ -29,6 +29,12 @@ enum lock_mode { LOCK_SYSTEM, LOCK_FILE, LOCK_NONE };
 
 pre_signal_save g_signals = {{nullptr, nullptr, nullptr}, false};
 pre_lock_file_id g_lock_file = {0, 0};  // the lock file this process created
+std::uint64_t g_line_offset = 0;         // where the line in line_buffer starts
+
+void free_text(char **text) {
+  std::free(*text);
+  *text = nullptr;
+}
 
 // --- reports ------------------------------------------------------------------------------
 
@@ -38,10 +44,6 @@ void fail(int status, const char *name, const char *text) {
 }
 
 void symbol_write_failed() { fail(34, g_symbol.symbol_path, symbol_error_text("write failed")); }
-
-void write_symbol(const char *text) {
-  if (std::fputs(text, g_symbol.symbol_file) < 0) symbol_write_failed();
-}
 
 void write_temp(const char *text) {
   if (std::fputs(text, g_symbol.temp_file) < 0) symbol_temp_write_failed();
@@ -68,6 +70,7 @@ void verbose(const char *format) {
 
 // One line of the symbol file into line_buffer, as stored; its length.
 std::size_t read_raw_symbol_line() {
+  g_line_offset = g_symbol.read_offset;
   errno = 0;
   if (!std::fgets(g_symbol.line_buffer, static_cast<int>(MAX_TOKEN), g_symbol.symbol_file))
     fail(24, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
@@ -125,46 +128,118 @@ void remove_lock_file(int mode) {
   }
 }
 
-// --- copying --------------------------------------------------------------------------------
+// --- the new symbol file -------------------------------------------------------------------
+//
+// A change never writes into the symbol file itself: the merged text goes to a new file
+// beside it, which reaches the disk and is then renamed over the old one, while the lock
+// is held. Whatever moment a process dies at, and however full the disk is, the symbol
+// file is the old one or the new one.
 
-// The description into the symbol file at its current position, with the settled head.
-void copy_in() {
-  std::rewind(g_symbol.temp_file);
-  symbol_read_temp_line();
-  write_symbol(g_symbol.temp_buffer);
-  symbol_read_temp_line();
-  if (std::fprintf(g_symbol.symbol_file, "%u %lld %08X %u %u\n", g_symbol.mode_bits, g_symbol.time_stamp,
-                   g_symbol.fingerprint, g_symbol.revision, 0u) < 0)
-    symbol_write_failed();
-  bool line_start = true;
-  for (;;) {
-    symbol_read_temp_line();
-    write_symbol(g_symbol.temp_buffer);
-    std::size_t length = std::strlen(g_symbol.temp_buffer);
-    bool at_end = line_start && g_symbol.temp_buffer[0] == 'E';
-    line_start = length > 0 && g_symbol.temp_buffer[length - 1] == '\n';
-    if (at_end && line_start) break;
+struct replacement_state {
+  std::FILE *file;   // the new file being written
+  char *name;        // its name, until it is renamed or removed
+  bool empty_made;   // the symbol file was empty when locked: no file before this commit
+};
+replacement_state g_new = {nullptr, nullptr, false};
+
+void write_new(const char *text, std::size_t length) {
+  if (std::fwrite(text, 1, length, g_new.file) != length) symbol_write_failed();
+}
+
+void write_new(const char *text) { write_new(text, std::strlen(text)); }
+
+// The name of the new file. Under a lock only the holder writes it, so one name serves
+// and a file left by a process that died is reused; without locking each process has
+// its own.
+std::string replacement_name(bool locked) {
+  std::string name = g_symbol.symbol_path;
+  if (!locked) name += "." + std::to_string(pre_process_id());
+  return name + ".new";
+}
+
+// Starts the new file with the identification and the date of this change.
+void open_replacement(bool locked) {
+  std::string name = replacement_name(locked);
+  g_new.file = pre_open_replacement(name.c_str(), g_new.empty_made ? nullptr : g_symbol.symbol_file);
+  if (!g_new.file) symbol_write_failed();
+  g_new.name = pre_xstrdup(name.c_str());
+  static char buffer[1 << 16];
+  std::setvbuf(g_new.file, buffer, _IOFBF, sizeof buffer);
+  write_new(IDENTIFICATION);
+  std::string date = date_text() + "\n";
+  write_new(date.c_str());
+}
+
+// The new file reaches the disk and takes the place of the symbol file.
+void install_replacement() {
+  std::FILE *file = g_new.file;
+  g_new.file = nullptr;
+  if (!pre_close_on_disk(file) || std::rename(g_new.name, g_symbol.symbol_path) != 0) symbol_write_failed();
+  free_text(&g_new.name);
+  g_new.empty_made = false;
+}
+
+// After a failure: the symbol file stays as it was; an empty one that this commit found
+// goes, so that no file stands where there was none.
+void drop_replacement() {
+  if (g_new.file) std::fclose(g_new.file);
+  g_new.file = nullptr;
+  if (g_new.name) unlink(g_new.name);
+  free_text(&g_new.name);
+  if (g_new.empty_made && g_symbol.symbol_file && pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path))
+    unlink(g_symbol.symbol_path);
+  g_new.empty_made = false;
+}
+
+// Bytes [from, to) of the symbol file, as they stand, into the new file.
+void copy_stored(std::uint64_t from, std::uint64_t to) {
+  if (std::fseek(g_symbol.symbol_file, static_cast<long>(from), SEEK_SET) != 0)
+    fail(24, g_symbol.symbol_path, std::strerror(errno));
+  while (from < to) {
+    std::size_t chunk = to - from < sizeof g_symbol.line_buffer ? static_cast<std::size_t>(to - from)
+                                                                : sizeof g_symbol.line_buffer;
+    errno = 0;
+    if (std::fread(g_symbol.line_buffer, 1, chunk, g_symbol.symbol_file) != chunk)
+      fail(24, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
+    write_new(g_symbol.line_buffer, chunk);
+    from += chunk;
   }
 }
 
-void write_identification() {
-  std::string head = std::string(IDENTIFICATION) + date_text() + "\n";
-  write_symbol(head.c_str());
-}
-
-void finish_temp_for_reading() {
-  if (std::fflush(g_symbol.temp_file) != 0) symbol_temp_write_failed();
+// The description into the new file, with the settled head.
+void copy_in() {
+  std::rewind(g_symbol.temp_file);
+  symbol_read_temp_line();
+  write_new(g_symbol.temp_buffer);
+  symbol_read_temp_line();
+  char head[128];
+  std::snprintf(head, sizeof head, "%u %lld %08X %u %u\n", g_symbol.mode_bits, g_symbol.time_stamp,
+                g_symbol.fingerprint, g_symbol.revision, 0u);
+  write_new(head);
+  for (;;) {
+    errno = 0;
+    std::size_t n = std::fread(g_symbol.temp_buffer, 1, sizeof g_symbol.temp_buffer, g_symbol.temp_file);
+    if (n == 0) {
+      if (std::ferror(g_symbol.temp_file)) {
+        pre_set_message_args(g_symbol.temp_name, symbol_error_text("read failed"));
+        pre_report(24, 1);
+      }
+      break;
+    }
+    write_new(g_symbol.temp_buffer, n);
+  }
 }
 
 // --- the three cases ------------------------------------------------------------------------
 
-void merge_new_file() {
+void merge_new_file(bool locked) {
   write_temp(END_MARK);
   verbose("qub: creating %s");
   verbose("qub: adding file to %s");
   symbol_compute_fingerprint();
-  write_identification();
+  open_replacement(locked);
   copy_in();
+  install_replacement();
 }
 
 // Compares the stored description with the new one, from the record after the head up to
@@ -181,12 +256,27 @@ bool records_differ() {
   }
 }
 
-void merge_existing_file(const char *source_id) {
+// The lines of the symbol file from the one just read into line_buffer up to and including the end
+// mark, into the new file; blanks in front of their line feeds stay behind.
+void copy_rest() {
+  bool line_start = true;
+  for (;;) {
+    write_new(g_symbol.line_buffer);
+    std::size_t length = std::strlen(g_symbol.line_buffer);
+    bool at_end = line_start && g_symbol.line_buffer[0] == 'E';
+    line_start = length > 0 && g_symbol.line_buffer[length - 1] == '\n';
+    if (at_end && line_start) break;
+    read_symbol_line();
+  }
+}
+
+void merge_existing_file(const char *source_id, bool locked) {
   // The first two lines exactly as written, or the file is not ours to change.
   read_raw_symbol_line();
   if (std::strcmp(g_symbol.line_buffer, IDENTIFICATION) != 0) bad_identification();
   read_raw_symbol_line();
   if (!is_date_line(g_symbol.line_buffer)) bad_identification();
+  std::uint64_t first_entry = g_symbol.read_offset;
   bool found = false;
   for (;;) {
     std::uint64_t start = g_symbol.read_offset;
@@ -205,48 +295,44 @@ void merge_existing_file(const char *source_id) {
     write_temp(END_MARK);
     symbol_compute_fingerprint();
     verbose("qub: adding file to %s");
-  } else {
-    symbol_compute_fingerprint();
-    read_symbol_line();
-    unsigned stored_mode = 0, stored_fingerprint = 0, stored_revision = 0, stored_word = 0, extra = 0;
-    long long stored_time_stamp = 0;
-    int fields = std::sscanf(g_symbol.line_buffer, "%u %lld %08X %u %u %u", &stored_mode, &stored_time_stamp,
-                             &stored_fingerprint, &stored_revision, &stored_word, &extra);
-    if (fields != 5) fail(24, g_symbol.symbol_path, "bad description head");
-    g_symbol.stored_time_stamp = stored_time_stamp;
-    g_symbol.stored_fingerprint = stored_fingerprint;
-    bool changed = stored_mode != g_symbol.mode_bits || records_differ();
-    if (!changed) {
-      g_symbol.time_stamp = g_symbol.stored_time_stamp;
-      g_symbol.revision = stored_revision;
-      verbose("qub: unchanged file in %s");
-      return;
-    }
-    g_symbol.revision = stored_revision + 1;
-    // Never a time stamp that this source had before, even when the clock stands still
-    // or went back.
-    if (g_symbol.time_stamp <= g_symbol.stored_time_stamp) g_symbol.time_stamp = g_symbol.stored_time_stamp + 1;
-    verbose("qub: updating file in %s");
-    // The descriptions behind the old one and the end mark follow the new one.
-    if (std::fseek(g_symbol.temp_file, 0, SEEK_END) != 0) symbol_temp_write_failed();
-    while (!begins_entry(g_symbol.line_buffer)) read_symbol_line();
-    bool line_start = true;
-    for (;;) {
-      write_temp(g_symbol.line_buffer);
-      std::size_t length = std::strlen(g_symbol.line_buffer);
-      bool at_end = line_start && g_symbol.line_buffer[0] == 'E';
-      line_start = length > 0 && g_symbol.line_buffer[length - 1] == '\n';
-      if (at_end && line_start) break;
-      read_symbol_line();
-    }
-    finish_temp_for_reading();
+    open_replacement(locked);
+    copy_stored(first_entry, g_symbol.entry_offset);
+    copy_in();
+    install_replacement();
+    return;
   }
-  if (std::fseek(g_symbol.symbol_file, static_cast<long>(g_symbol.entry_offset), SEEK_SET) != 0)
-    symbol_write_failed();
+  symbol_compute_fingerprint();
+  read_symbol_line();
+  unsigned stored_mode = 0, stored_fingerprint = 0, stored_revision = 0, stored_word = 0, extra = 0;
+  long long stored_time_stamp = 0;
+  int fields = std::sscanf(g_symbol.line_buffer, "%u %lld %08X %u %u %u", &stored_mode, &stored_time_stamp,
+                           &stored_fingerprint, &stored_revision, &stored_word, &extra);
+  if (fields != 5) fail(24, g_symbol.symbol_path, "bad description head");
+  g_symbol.stored_time_stamp = stored_time_stamp;
+  g_symbol.stored_fingerprint = stored_fingerprint;
+  bool changed = stored_mode != g_symbol.mode_bits || records_differ();
+  if (!changed) {
+    g_symbol.time_stamp = g_symbol.stored_time_stamp;
+    g_symbol.revision = stored_revision;
+    verbose("qub: unchanged file in %s");
+    return;
+  }
+  g_symbol.revision = stored_revision + 1;
+  // Never a time stamp that this source had before, even when the clock stands still
+  // or went back.
+  if (g_symbol.time_stamp <= g_symbol.stored_time_stamp) g_symbol.time_stamp = g_symbol.stored_time_stamp + 1;
+  verbose("qub: updating file in %s");
+  // What stands in front of the old description, the new one, then what follows the old.
+  while (!begins_entry(g_symbol.line_buffer)) read_symbol_line();
+  std::uint64_t rest_offset = g_line_offset;
+  open_replacement(locked);
+  copy_stored(first_entry, g_symbol.entry_offset);
   copy_in();
-  std::rewind(g_symbol.symbol_file);
-  write_identification();
-  if (std::fflush(g_symbol.symbol_file) != 0) symbol_write_failed();
+  if (std::fseek(g_symbol.symbol_file, static_cast<long>(rest_offset), SEEK_SET) != 0)
+    fail(24, g_symbol.symbol_path, std::strerror(errno));
+  read_symbol_line();
+  copy_rest();
+  install_replacement();
 }
 
 // A name with a line end would break the line it stands on, or plant a line of its own.
@@ -270,11 +356,6 @@ lock_mode read_lock_mode(long *max_wait) {
   }
   *max_wait = parsed;
   return parsed >= 1 ? LOCK_FILE : LOCK_NONE;
-}
-
-void free_text(char **text) {
-  std::free(*text);
-  *text = nullptr;
 }
 
 }  // namespace
@@ -358,7 +439,7 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     g_symbol.lock_held = true;
   }
   long size = 0;
-  for (unsigned attempt = 0;; attempt++) {
+  for (unsigned attempt = 0;;) {
     bool second_route = false;
     g_symbol.symbol_file = pre_fopen(g_symbol.symbol_path, "r+");
     if (!g_symbol.symbol_file) {
@@ -368,6 +449,12 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     }
     if (mode == LOCK_SYSTEM && !pre_lock_file_region(g_symbol.symbol_file))
       fail(17, g_symbol.symbol_path, std::strerror(errno));
+    if (mode == LOCK_SYSTEM && !pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path)) {
+      // Replaced (or removed) while this process waited: lock what stands there now.
+      pre_fclose(g_symbol.symbol_file);
+      g_symbol.symbol_file = nullptr;
+      continue;
+    }
     if (std::fseek(g_symbol.symbol_file, 0, SEEK_END) != 0 || (size = std::ftell(g_symbol.symbol_file)) < 0)
       fail(24, g_symbol.symbol_path, std::strerror(errno));
     if (!second_route || size == 0) break;
@@ -376,12 +463,16 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     g_symbol.symbol_file = nullptr;
     if (attempt == 2) fail(9, g_symbol.symbol_path, "Too many QUB processes");
     pre_sleep_ms(3 * attempt);
+    attempt++;
   }
   std::rewind(g_symbol.symbol_file);
+  bool locked = mode != LOCK_NONE;
+  g_new.empty_made = size == 0;
   if (size == 0)
-    merge_new_file();
+    merge_new_file(locked);
   else
-    merge_existing_file(source_id);
+    merge_existing_file(source_id, locked);
+  g_new.empty_made = false;
   std::FILE *symbol_file = g_symbol.symbol_file;
   g_symbol.symbol_file = nullptr;
   if (pre_fclose(symbol_file) != 0) fail(5, g_symbol.symbol_path, std::strerror(errno));
@@ -392,7 +483,10 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   if (pre_fclose(temp_file) != 0) fail(5, g_symbol.temp_name, std::strerror(errno));
 }
 
-void pre_symbol_unlock() { remove_lock_file(0); }
+void pre_symbol_unlock() {
+  drop_replacement();
+  remove_lock_file(0);
+}
 
 void pre_symbol_reset() {
   if (g_symbol.temp_file) pre_fclose(g_symbol.temp_file);
