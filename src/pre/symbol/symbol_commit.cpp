@@ -38,12 +38,11 @@ void free_text(char **text) {
 
 // --- reports ------------------------------------------------------------------------------
 
-void fail(int status, const char *name, const char *text) {
-  pre_set_message_args(name, text);
-  pre_report(status, 1);
+[[noreturn]] void fail(pre_status status, const char *name, const char *text) {
+  pre_fatal_file(status, name, text);
 }
 
-void symbol_write_failed() { fail(34, g_symbol.symbol_path, symbol_error_text("write failed")); }
+void symbol_write_failed() { fail(STATUS_WRITE_FAILED, g_symbol.symbol_path, symbol_error_text("write failed")); }
 
 void write_temp(const char *text) {
   if (std::fputs(text, g_symbol.temp_file) < 0) symbol_temp_write_failed();
@@ -73,7 +72,7 @@ std::size_t read_raw_symbol_line() {
   g_line_offset = g_symbol.read_offset;
   errno = 0;
   if (!std::fgets(g_symbol.line_buffer, static_cast<int>(MAX_TOKEN), g_symbol.symbol_file))
-    fail(24, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
+    fail(STATUS_READ_FAILED, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
   std::size_t length = std::strlen(g_symbol.line_buffer);
   g_symbol.read_offset += length;
   return length;
@@ -114,17 +113,17 @@ bool is_date_line(const char *line) {
 
 void bad_identification() {
   pre_set_message_args(g_symbol.symbol_path, "");
-  pre_report(2, 1);
+  pre_fatal(STATUS_BAD_SYMBOL_STAMP);
 }
 
 // --- the lock file --------------------------------------------------------------------------
 
-void remove_lock_file(int mode) {
+void remove_lock_file(report_mode mode) {
   if (!g_symbol.lock_held) return;
   g_symbol.lock_held = false;
   if (!pre_remove_lock_file(g_symbol.lock_path, &g_lock_file)) {
     pre_set_message_args(g_symbol.lock_path, std::strerror(errno));
-    pre_report(18, mode);
+    pre_report(STATUS_LOCK_REMOVE_FAILED, mode);
   }
 }
 
@@ -194,13 +193,13 @@ void drop_replacement() {
 // Bytes [from, to) of the symbol file, as they stand, into the new file.
 void copy_stored(std::uint64_t from, std::uint64_t to) {
   if (std::fseek(g_symbol.symbol_file, static_cast<long>(from), SEEK_SET) != 0)
-    fail(24, g_symbol.symbol_path, std::strerror(errno));
+    fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
   while (from < to) {
     std::size_t chunk = to - from < sizeof g_symbol.line_buffer ? static_cast<std::size_t>(to - from)
                                                                 : sizeof g_symbol.line_buffer;
     errno = 0;
     if (std::fread(g_symbol.line_buffer, 1, chunk, g_symbol.symbol_file) != chunk)
-      fail(24, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
+      fail(STATUS_READ_FAILED, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
     write_new(g_symbol.line_buffer, chunk);
     from += chunk;
   }
@@ -222,7 +221,7 @@ void copy_in() {
     if (n == 0) {
       if (std::ferror(g_symbol.temp_file)) {
         pre_set_message_args(g_symbol.temp_name, symbol_error_text("read failed"));
-        pre_report(24, 1);
+        pre_fatal(STATUS_READ_FAILED);
       }
       break;
     }
@@ -307,7 +306,7 @@ void merge_existing_file(const char *source_id, bool locked) {
   long long stored_time_stamp = 0;
   int fields = std::sscanf(g_symbol.line_buffer, "%u %lld %08X %u %u %u", &stored_mode, &stored_time_stamp,
                            &stored_fingerprint, &stored_revision, &stored_word, &extra);
-  if (fields != 5) fail(24, g_symbol.symbol_path, "bad description head");
+  if (fields != 5) fail(STATUS_READ_FAILED, g_symbol.symbol_path, "bad description head");
   g_symbol.stored_time_stamp = stored_time_stamp;
   g_symbol.stored_fingerprint = stored_fingerprint;
   bool changed = stored_mode != g_symbol.mode_bits || records_differ();
@@ -329,7 +328,7 @@ void merge_existing_file(const char *source_id, bool locked) {
   copy_stored(first_entry, g_symbol.entry_offset);
   copy_in();
   if (std::fseek(g_symbol.symbol_file, static_cast<long>(rest_offset), SEEK_SET) != 0)
-    fail(24, g_symbol.symbol_path, std::strerror(errno));
+    fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
   read_symbol_line();
   copy_rest();
   install_replacement();
@@ -339,7 +338,7 @@ void merge_existing_file(const char *source_id, bool locked) {
 void refuse_line_ends(const char *name) {
   if (!std::strpbrk(name, "\n\r")) return;
   pre_set_message_args("file name holds a line feed or carriage return:", name);
-  pre_report(13, 1);
+  pre_fatal(STATUS_BAD_COMMAND_LINE);
 }
 
 // Reads QUB_LOCK_MAX_WAIT: the locking it asks for and, for a lock file, the seconds.
@@ -352,7 +351,7 @@ lock_mode read_lock_mode(long *max_wait) {
   long parsed = std::strtol(value, &end, 0);
   if (end == value || *end != '\0') {
     pre_set_message_args(LOCK_VARIABLE, value);
-    pre_report(4, 1);
+    pre_fatal(STATUS_BAD_ENVIRONMENT_VALUE);
   }
   *max_wait = parsed;
   return parsed >= 1 ? LOCK_FILE : LOCK_NONE;
@@ -435,7 +434,7 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   pre_signals_ignore(&g_signals);
   if (mode == LOCK_FILE) {
     if (!pre_take_lock_file(g_symbol.lock_path, max_wait, &g_lock_file))
-      fail(17, g_symbol.lock_path, std::strerror(errno));
+      fail(STATUS_LOCK_CREATE_FAILED, g_symbol.lock_path, std::strerror(errno));
     g_symbol.lock_held = true;
   }
   long size = 0;
@@ -445,10 +444,10 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     if (!g_symbol.symbol_file) {
       g_symbol.symbol_file = pre_fopen(g_symbol.symbol_path, "a+");
       second_route = true;
-      if (!g_symbol.symbol_file) fail(9, g_symbol.symbol_path, std::strerror(errno));
+      if (!g_symbol.symbol_file) fail(STATUS_CREATE_FAILED, g_symbol.symbol_path, std::strerror(errno));
     }
     if (mode == LOCK_SYSTEM && !pre_lock_file_region(g_symbol.symbol_file))
-      fail(17, g_symbol.symbol_path, std::strerror(errno));
+      fail(STATUS_LOCK_CREATE_FAILED, g_symbol.symbol_path, std::strerror(errno));
     if (mode == LOCK_SYSTEM && !pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path)) {
       // Replaced (or removed) while this process waited: lock what stands there now.
       pre_fclose(g_symbol.symbol_file);
@@ -456,12 +455,12 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
       continue;
     }
     if (std::fseek(g_symbol.symbol_file, 0, SEEK_END) != 0 || (size = std::ftell(g_symbol.symbol_file)) < 0)
-      fail(24, g_symbol.symbol_path, std::strerror(errno));
+      fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
     if (!second_route || size == 0) break;
     // It exists, yet could not be opened for update: someone else may be creating it.
     pre_fclose(g_symbol.symbol_file);
     g_symbol.symbol_file = nullptr;
-    if (attempt == 2) fail(9, g_symbol.symbol_path, "Too many QUB processes");
+    if (attempt == 2) fail(STATUS_CREATE_FAILED, g_symbol.symbol_path, "Too many QUB processes");
     pre_sleep_ms(3 * attempt);
     attempt++;
   }
@@ -475,17 +474,17 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   g_new.empty_made = false;
   std::FILE *symbol_file = g_symbol.symbol_file;
   g_symbol.symbol_file = nullptr;
-  if (pre_fclose(symbol_file) != 0) fail(5, g_symbol.symbol_path, std::strerror(errno));
-  remove_lock_file(1);
+  if (pre_fclose(symbol_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.symbol_path, std::strerror(errno));
+  remove_lock_file(REPORT_FATAL);
   pre_signals_restore(&g_signals);
   std::FILE *temp_file = g_symbol.temp_file;
   g_symbol.temp_file = nullptr;
-  if (pre_fclose(temp_file) != 0) fail(5, g_symbol.temp_name, std::strerror(errno));
+  if (pre_fclose(temp_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.temp_name, std::strerror(errno));
 }
 
 void pre_symbol_unlock() {
   drop_replacement();
-  remove_lock_file(0);
+  remove_lock_file(REPORT_CONTINUE);
 }
 
 void pre_symbol_reset() {
