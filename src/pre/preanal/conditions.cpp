@@ -337,10 +337,10 @@ int classify(classifier &c) {
   return value != 0 ? COND_CONSTANT : COND_ORDINARY;
 }
 
-void note_37() {
+void note_const_decision() {
   pre_set_message_args(current_file_name, "");
   pre_set_message_line(line_number);
-  pre_report(37, 0);
+  pre_report(STATUS_CONST_DECISION, REPORT_CONTINUE);
 }
 
 bool const_instr_on() { return std::strcmp(conf_get("CONST_INSTR"), "ON") == 0; }
@@ -413,7 +413,7 @@ void pre_walk_cond_oper(bool seen_static, bool seen_const) {
   std::strcpy(current_token, saved.c_str());
   if (!seen_static && next != TOK_COLON) {
     if (seen_const && !const_instr_on())
-      note_37();
+      note_const_decision();
     else
       pre_emit_cond_oper();
   }

@@ -50,10 +50,10 @@ path_node *new_path_node() {
 
 [[noreturn]] void syntax_error() { pre_syntax_error(""); }
 
-void message(int status) {
+void message(pre_status status) {
   pre_set_message_args(current_file_name, "");
   pre_set_message_line(line_number);
-  pre_report(status, 0);
+  pre_report(status, REPORT_CONTINUE);
 }
 
 // --- reading ------------------------------------------------------------------------------
@@ -589,18 +589,18 @@ void pre_multicondition(std::uint32_t kind) {
   if (!quiet && tree->cls == CN_LEAF && !g_multi.cast_like_name) {
     for (const cond_token &t : g_multi.tokens) {
       if (t.cls == CT_AND || t.cls == CT_OR) {
-        message(38);
+        message(STATUS_CANNOT_INSTRUMENT);
         break;
       }
     }
   }
   if (quiet && tree->cls != CN_LEAF) {
     tree = pre_flatten(tree);
-    message(37);
+    message(STATUS_CONST_DECISION);
   }
   path_node *paths = pre_make_paths(tree);
   if (g_multi.path_count > MAX_CONDITION_PATHS) {
-    message(28);
+    message(STATUS_TOO_COMPLEX);
     tree = pre_flatten(tree);
     paths = pre_make_paths(tree);
   }
