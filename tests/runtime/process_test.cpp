@@ -179,7 +179,7 @@ TEST(SharedLibraries, CountsOfAnUnloadedLibraryArriveAtUnload) {
   std::string host = dir / "host";
   std::string output;
   ASSERT_EQ(run("gcc -std=c99 -Wall -I" + quote(include_dir()) + " " + quote(host_source) +
-                    " " + quote(binary_dir() + "/lib/libqubdata.a") + " -o " + quote(host),
+                    " " + quote(library()) + " -o " + quote(host),
                 &output),
             0)
       << output;
