@@ -9,6 +9,7 @@
 #include "base/base.h"
 #include "config/config.h"
 #include "driver/run_state.h"
+#include "emit/probes.h"
 #include "preerror/preerror.h"
 #include "preparse/token.h"
 #include "symbol/symbol.h"
@@ -266,6 +267,7 @@ void pre_begin_instrumented_file(const char *output_name) {
   g_writer.multi_tmp_needed = false;
   g_writer.capture_on = false;
   g_writer.line_position = 0;
+  pre_probes_reset();
   g_writer.out_name = output_name;
   g_writer.out_file = pre_fopen(output_name, "w");
   if (!g_writer.out_file) {
