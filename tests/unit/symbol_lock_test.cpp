@@ -154,7 +154,7 @@ TEST_F(SymbolTest, LockFileOfALiveHolderMakesTheCommitWait) {
 TEST_F(SymbolTest, LockFileHoldsTheCommittersIdentifierWhileItRuns) {
   // A large symbol file keeps the commit busy long enough to be watched.
   std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
-  for (int i = 0; i < 60000; i++)
+  for (int i = 0; i < 150000; i++)
     text += "@file" + std::to_string(i) + ".c\n3 1700000000 0000ABCD 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
   text += "END OF SYMBOLFILE\n";
   symtest::write_file(sym_path(), text);
