@@ -65,7 +65,7 @@ int main(int argc, char **argv) {
   double best = 1e30, total = 0, first = 0;
   for (int i = 0; i < iterations; i++) {
     auto t0 = std::chrono::steady_clock::now();
-    if (pre_instrument_preprocessed(input.c_str(), "headers.cpp", out.c_str()) != 21) return 1;
+    if (pre_instrument_preprocessed(input.c_str(), "headers.cpp", out.c_str()) != STATUS_OK) return 1;
     double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     if (i == 0) first = s;
     best = s < best ? s : best;

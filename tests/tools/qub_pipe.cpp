@@ -14,7 +14,7 @@
 #include "preerror/preerror.h"
 #include "preparse/token.h"
 
-static void out_of_memory() { pre_report(23, 1); }
+static void out_of_memory() { pre_fatal(STATUS_OUT_OF_MEMORY); }
 
 int main(int argc, char **argv) {
   pre_install_failure_handler();
@@ -41,8 +41,8 @@ int main(int argc, char **argv) {
   char *instrumented = pre_temp_name(tail, !g_run.keep_temp);
   std::free(ext);
   std::free(tail);
-  int status = pre_instrument_preprocessed(pre, source, instrumented);
-  if (status != 21) pre_report(status, 1);
+  pre_status status = pre_instrument_preprocessed(pre, source, instrumented);
+  if (status != STATUS_OK) pre_fatal(status);
   std::FILE *in = std::fopen(instrumented, "rb");
   std::FILE *out = std::strcmp(output, "-") == 0 ? stdout : std::fopen(output, "wb");
   if (!in || !out) return 2;

@@ -119,12 +119,12 @@ TEST(SplitTest, ShellQuotingWithNoExpansion) {
 TEST_F(RunTest, ResultsOfCommands) {
   EXPECT_TRUE(pre_run_command("true", false));
   EXPECT_FALSE(pre_run_command("exit 2", false));
-  EXPECT_STREQ(pre_format_message(8),
+  EXPECT_STREQ(pre_format_message(STATUS_COMPILE_FAILED),
                "QUB++ error 8: Cannot execute C or C++ compiler or compilation failed: 0x2\n");
   EXPECT_FALSE(pre_run_command("exit 255", false));
-  EXPECT_STREQ(pre_format_message(16), "QUB++ error 16: Cannot execute linker or linking failed: 0xFF\n");
+  EXPECT_STREQ(pre_format_message(STATUS_LINK_FAILED), "QUB++ error 16: Cannot execute linker or linking failed: 0xFF\n");
   EXPECT_FALSE(pre_run_command("kill -9 $$", false));
-  EXPECT_STREQ(pre_format_message(8),
+  EXPECT_STREQ(pre_format_message(STATUS_COMPILE_FAILED),
                "QUB++ error 8: Cannot execute C or C++ compiler or compilation failed: 0x89\n");
 }
 
@@ -136,7 +136,7 @@ TEST_F(RunTest, LongCommandsStartDirectlyWithTheirWordsIntact) {
   EXPECT_TRUE(pre_run_command(cmd.c_str(), false));
   EXPECT_EQ(qubtest::read_file("out.txt"), "a b|$HOME|>|*|");
   EXPECT_FALSE(pre_run_command("no-such-program-qub-xyz a b", false));
-  EXPECT_STREQ(pre_format_message(7),
+  EXPECT_STREQ(pre_format_message(STATUS_PREPROCESS_FAILED),
                "QUB++ error 7: Cannot execute C or C++ preprocessor or preprocessing failed: No such file or directory\n");
   // Forced through the interpreter the same text is a shell command.
   EXPECT_TRUE(pre_run_command("echo hi >shell.txt", true));

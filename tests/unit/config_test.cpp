@@ -65,7 +65,7 @@ using V = std::vector<std::string>;
 // --- file format -------------------------------------------------------------------
 
 TEST_F(ConfigTest, AssignmentFormsAndEmptyValues) {
-  ASSERT_EQ(load("TIMER=1\nTICK = 1\nTMP_DIRECTORY =\nEXCLUDE =\n  DATAFILE\t=\t x y \t\n"), 21);
+  ASSERT_EQ(load("TIMER=1\nTICK = 1\nTMP_DIRECTORY =\nEXCLUDE =\n  DATAFILE\t=\t x y \t\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "1");
   EXPECT_STREQ(conf_get("TICK"), "1");
   EXPECT_EQ(values("TMP_DIRECTORY"), V{""});
@@ -77,7 +77,7 @@ TEST_F(ConfigTest, AssignmentFormsAndEmptyValues) {
 }
 
 TEST_F(ConfigTest, CommentsBlankLinesAndHashesInValues) {
-  ASSERT_EQ(load("# comment\n   \t# indented comment\n\n \t \nTIMER = a # b\nEXCLUDE = x#, y\n"), 21);
+  ASSERT_EQ(load("# comment\n   \t# indented comment\n\n \t \nTIMER = a # b\nEXCLUDE = x#, y\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "a # b");
   EXPECT_EQ(values("EXCLUDE"), (V{"x#", "y"}));
 }
@@ -85,7 +85,7 @@ TEST_F(ConfigTest, CommentsBlankLinesAndHashesInValues) {
 TEST_F(ConfigTest, ListValuesSplitAtCommasOutsideQuotes) {
   ASSERT_EQ(load("OPTCHARS = -/\nPARAMS = -,/\nEXCLUDE = \"a,b\" junk, c\n"
                  "LIBRARY = ,x,,y,\nEXT_C = \" q \" , \"\"\n"),
-            21);
+            STATUS_OK);
   EXPECT_EQ(values("OPTCHARS"), V{"-/"});
   EXPECT_EQ(values("PARAMS"), (V{"-", "/"}));
   EXPECT_EQ(values("EXCLUDE"), (V{"a,b", "c"}));
@@ -94,29 +94,29 @@ TEST_F(ConfigTest, ListValuesSplitAtCommasOutsideQuotes) {
 }
 
 TEST_F(ConfigTest, SingleValueQuotes) {
-  ASSERT_EQ(load("TIMER = \"a b\" c\nTICK = x\"y\nDATAFILE = p\"q\"r\n"), 21);
+  ASSERT_EQ(load("TIMER = \"a b\" c\nTICK = x\"y\nDATAFILE = p\"q\"r\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "a b");
   EXPECT_STREQ(conf_get("TICK"), "y");
   EXPECT_STREQ(conf_get("DATAFILE"), "q");
   // A plus on a set value appends the raw text.
-  ASSERT_EQ(conf_apply_line("TIMER + \"c\", d"), 21);
+  ASSERT_EQ(conf_apply_line("TIMER + \"c\", d"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "a b\"c\", d");
   // A first plus sets the value as "=" does.
-  ASSERT_EQ(conf_apply_line("TMP_DIRECTORY + \"t\""), 21);
+  ASSERT_EQ(conf_apply_line("TMP_DIRECTORY + \"t\""), STATUS_OK);
   EXPECT_STREQ(conf_get("TMP_DIRECTORY"), "t");
 }
 
 TEST_F(ConfigTest, ListPlusAndMinus) {
-  ASSERT_EQ(load("EXCLUDE = a, b, a, c\nEXCLUDE + d\nEXCLUDE - a, c, zz\n"), 21);
+  ASSERT_EQ(load("EXCLUDE = a, b, a, c\nEXCLUDE + d\nEXCLUDE - a, c, zz\n"), STATUS_OK);
   EXPECT_EQ(values("EXCLUDE"), (V{"b", "a", "d"}));
-  ASSERT_EQ(conf_apply_line("LIBRARY - x"), 21);  // an empty slot: nothing happens
+  ASSERT_EQ(conf_apply_line("LIBRARY - x"), STATUS_OK);  // an empty slot: nothing happens
   EXPECT_EQ(values("LIBRARY"), V{"(none)"});
-  ASSERT_EQ(conf_apply_line("EXCLUDE = q"), 21);
+  ASSERT_EQ(conf_apply_line("EXCLUDE = q"), STATUS_OK);
   EXPECT_EQ(values("EXCLUDE"), V{"q"});
 }
 
 TEST_F(ConfigTest, ContinuationLines) {
-  ASSERT_EQ(load("EXCLUDE = a,\\\n  b\nTIMER = x\\\r\ny\n# comment \\\nTICK = swallowed\nDATAFILE = d\\ e\n"), 21);
+  ASSERT_EQ(load("EXCLUDE = a,\\\n  b\nTIMER = x\\\r\ny\n# comment \\\nTICK = swallowed\nDATAFILE = d\\ e\n"), STATUS_OK);
   EXPECT_EQ(values("EXCLUDE"), (V{"a", "b"}));
   EXPECT_STREQ(conf_get("TIMER"), "xy");
   EXPECT_EQ(values("TICK"), V{"(none)"});
@@ -124,7 +124,7 @@ TEST_F(ConfigTest, ContinuationLines) {
 }
 
 TEST_F(ConfigTest, CarriageReturnsAndBlanks) {
-  ASSERT_EQ(load("TIMER = a\r\n\v\fTICK\v=\f5\r\n"), 21);
+  ASSERT_EQ(load("TIMER = a\r\n\v\fTICK\v=\f5\r\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "a");
   EXPECT_STREQ(conf_get("TICK"), "5");
 }
@@ -135,20 +135,20 @@ TEST_F(ConfigTest, EnvironmentVariablesExpand) {
   // A value holding line feeds makes several statements; a backslash in front of one goes.
   setenv("QUB_TEST_LINES", "TICK = 7\nDATAFILE = d\\\ne", 1);
   ASSERT_EQ(load("TIMER = <$(QUB_TEST_V)$(QUB_TEST_UNSET)$(QUB_TEST_V)>\nEXCLUDE = $(HOME\n$(QUB_TEST_LINES)\n"),
-            21);
+            STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "<valval>");
   EXPECT_STREQ(conf_get("EXCLUDE"), "$(HOME");
   EXPECT_STREQ(conf_get("TICK"), "7");
   EXPECT_STREQ(conf_get("DATAFILE"), "de");
   // Expanded text is not expanded again.
   setenv("QUB_TEST_V", "$(QUB_TEST_LINES)", 1);
-  ASSERT_EQ(load("TIMER = $(QUB_TEST_V)\n"), 21);
+  ASSERT_EQ(load("TIMER = $(QUB_TEST_V)\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "$(QUB_TEST_LINES)");
 }
 
 TEST_F(ConfigTest, VeryLongLinesKeepTheirText) {
   std::string value(100000, 'v');
-  ASSERT_EQ(load("TIMER = " + value + "\n"), 21);
+  ASSERT_EQ(load("TIMER = " + value + "\n"), STATUS_OK);
   EXPECT_EQ(std::string(conf_get("TIMER")), value);
 }
 
@@ -156,8 +156,8 @@ TEST_F(ConfigTest, VeryLongLinesKeepTheirText) {
 
 TEST_F(ConfigTest, FormatErrorsNameTheStatementFileAndLine) {
   std::string p = file("bad.ini", "# one\nTIMER = 1\n\n  type = compiler  \nTICK = 1\n");
-  EXPECT_EQ(conf_load_file(p.c_str()), 1);
-  EXPECT_EQ(message(1), "QUB++ error 1: Bad configuration format \"type = compiler\" in file " + p + " at line 4\n");
+  EXPECT_EQ(conf_load_file(p.c_str()), STATUS_BAD_CONFIG_FORMAT);
+  EXPECT_EQ(message(STATUS_BAD_CONFIG_FORMAT), "QUB++ error 1: Bad configuration format \"type = compiler\" in file " + p + " at line 4\n");
   struct {
     const char *text;
     const char *shown;
@@ -173,40 +173,40 @@ TEST_F(ConfigTest, FormatErrorsNameTheStatementFileAndLine) {
       {"$(NEVER_CLOSED", "$(NEVER_CLOSED"},
   };
   for (const auto &c : cases) {
-    EXPECT_EQ(load(std::string("TICK = 1\n") + c.text + "\n"), 1) << c.text;
-    EXPECT_EQ(message(1), std::string("QUB++ error 1: Bad configuration format \"") + c.shown + "\" in file " + dir_ +
+    EXPECT_EQ(load(std::string("TICK = 1\n") + c.text + "\n"), STATUS_BAD_CONFIG_FORMAT) << c.text;
+    EXPECT_EQ(message(STATUS_BAD_CONFIG_FORMAT), std::string("QUB++ error 1: Bad configuration format \"") + c.shown + "\" in file " + dir_ +
                               "/t.ini at line 2\n")
         << c.text;
   }
 }
 
 TEST_F(ConfigTest, LineNumbersCountEveryLine) {
-  EXPECT_EQ(load("TIMER = a\\\nb\\\nc\nx = 1\n"), 1);
-  EXPECT_EQ(message(1), "QUB++ error 1: Bad configuration format \"x = 1\" in file " + dir_ + "/t.ini at line 4\n");
+  EXPECT_EQ(load("TIMER = a\\\nb\\\nc\nx = 1\n"), STATUS_BAD_CONFIG_FORMAT);
+  EXPECT_EQ(message(STATUS_BAD_CONFIG_FORMAT), "QUB++ error 1: Bad configuration format \"x = 1\" in file " + dir_ + "/t.ini at line 4\n");
   // A continued statement shows its last line; a last line without a line feed counts.
-  EXPECT_EQ(load("\n\nTIMER - a\\\n b"), 1);
-  EXPECT_EQ(message(1), "QUB++ error 1: Bad configuration format \"TIMER - a b\" in file " + dir_ +
+  EXPECT_EQ(load("\n\nTIMER - a\\\n b"), STATUS_BAD_CONFIG_FORMAT);
+  EXPECT_EQ(message(STATUS_BAD_CONFIG_FORMAT), "QUB++ error 1: Bad configuration format \"TIMER - a b\" in file " + dir_ +
                             "/t.ini at line 4\n");
 }
 
 TEST_F(ConfigTest, ErrorTextsAreCutTo128) {
   std::string name(300, 'A');
-  EXPECT_EQ(load(name + " = 1\n"), 1);
+  EXPECT_EQ(load(name + " = 1\n"), STATUS_BAD_CONFIG_FORMAT);
   EXPECT_EQ(std::string(conf_error_text()), name.substr(0, 128));
   std::string long_dir = dir_ + "/" + std::string(150, 'd');
   ASSERT_EQ(system(("mkdir -p " + long_dir).c_str()), 0);
   std::string p = long_dir + "/x.ini";
   qubtest::write_file(p, "lower\n");
-  EXPECT_EQ(conf_load_file(p.c_str()), 1);
-  EXPECT_EQ(message(1), "QUB++ error 1: Bad configuration format \"lower\" in file " + p.substr(0, 128) +
+  EXPECT_EQ(conf_load_file(p.c_str()), STATUS_BAD_CONFIG_FORMAT);
+  EXPECT_EQ(message(STATUS_BAD_CONFIG_FORMAT), "QUB++ error 1: Bad configuration format \"lower\" in file " + p.substr(0, 128) +
                             " at line 1\n");
 }
 
 TEST_F(ConfigTest, FilesThatCannotBeReadAreNumbered) {
-  EXPECT_EQ(conf_load_file((dir_ + "/absent.ini").c_str()), 22);
-  EXPECT_EQ(message(22), "QUB++ error 22: Cannot open file " + dir_ + "/absent.ini: No such file or directory\n");
-  EXPECT_EQ(conf_load_file(dir_.c_str()), 24);
-  EXPECT_EQ(message(24), "QUB++ error 24: Cannot read file " + dir_ + ": Is a directory\n");
+  EXPECT_EQ(conf_load_file((dir_ + "/absent.ini").c_str()), STATUS_OPEN_FAILED);
+  EXPECT_EQ(message(STATUS_OPEN_FAILED), "QUB++ error 22: Cannot open file " + dir_ + "/absent.ini: No such file or directory\n");
+  EXPECT_EQ(conf_load_file(dir_.c_str()), STATUS_READ_FAILED);
+  EXPECT_EQ(message(STATUS_READ_FAILED), "QUB++ error 24: Cannot read file " + dir_ + ": Is a directory\n");
 }
 
 TEST_F(ConfigTest, RandomBytesGiveAFormatError) {
@@ -217,9 +217,9 @@ TEST_F(ConfigTest, RandomBytesGiveAFormatError) {
     bytes.push_back(static_cast<char>((state >> 16) & 0xFF));
   }
   bytes[0] = 'z';
-  EXPECT_EQ(load(bytes), 1);
-  EXPECT_NE(message(1).find("QUB++ error 1: Bad configuration format \"z"), std::string::npos);
-  EXPECT_EQ(load(std::string("TIMER = a\0b\n", 12)), 21);  // a NUL ends the text of its line
+  EXPECT_EQ(load(bytes), STATUS_BAD_CONFIG_FORMAT);
+  EXPECT_NE(message(STATUS_BAD_CONFIG_FORMAT).find("QUB++ error 1: Bad configuration format \"z"), std::string::npos);
+  EXPECT_EQ(load(std::string("TIMER = a\0b\n", 12)), STATUS_OK);  // a NUL ends the text of its line
   EXPECT_STREQ(conf_get("TIMER"), "a");
 }
 
@@ -234,7 +234,7 @@ TEST_F(ConfigTest, OverrideErrorsShowLineZero) {
 
 TEST_F(ConfigTest, LookupTakesTheWholeListFromOneBlock) {
   ASSERT_EQ(load("EXCLUDE = d1, d2\nTIMER = dt\nOPTCHARS = -\n[gcc]\nEXCLUDE = g1\nOPTCHARS +/\n[empty]\nTIMER =\n"),
-            21);
+            STATUS_OK);
   conf_select_block("gcc");
   EXPECT_EQ(values("EXCLUDE"), V{"g1"});
   EXPECT_STREQ(conf_get("TIMER"), "dt");
@@ -248,7 +248,7 @@ TEST_F(ConfigTest, LookupTakesTheWholeListFromOneBlock) {
 }
 
 TEST_F(ConfigTest, SingleParameterIteratorStopsAfterOneValue) {
-  ASSERT_EQ(load("TIMER = a\nEXCLUDE = x, y\n"), 21);
+  ASSERT_EQ(load("TIMER = a\nEXCLUDE = x, y\n"), STATUS_OK);
   conf_iter it = reinterpret_cast<conf_iter>(1);
   EXPECT_STREQ(conf_first("TIMER", &it), "a");
   EXPECT_EQ(it, nullptr);
@@ -258,8 +258,8 @@ TEST_F(ConfigTest, SingleParameterIteratorStopsAfterOneValue) {
 }
 
 TEST_F(ConfigTest, BlocksReopenAndSelectionWalksThemInOrder) {
-  ASSERT_EQ(load("[b]\nTIMER = b1\n[a]\nTIMER = a1\n[b]\nEXCLUDE = x\n[with blank ]\n[]\n"), 21);
-  ASSERT_EQ(load("[a]\nTIMER + 2\nEXCLUDE = y\nTICK = default\n"), 21);
+  ASSERT_EQ(load("[b]\nTIMER = b1\n[a]\nTIMER = a1\n[b]\nEXCLUDE = x\n[with blank ]\n[]\n"), STATUS_OK);
+  ASSERT_EQ(load("[a]\nTIMER + 2\nEXCLUDE = y\nTICK = default\n"), STATUS_OK);
   std::vector<std::string> names;
   for (const char *n = conf_select_first(); n; n = conf_select_next()) {
     names.push_back(std::string(n) + ":" + conf_get("TIMER") + ":" + conf_get("EXCLUDE") + ":" + conf_get("TICK"));
@@ -272,22 +272,22 @@ TEST_F(ConfigTest, BlocksReopenAndSelectionWalksThemInOrder) {
 }
 
 TEST_F(ConfigTest, SelectFirstWithoutNamedBlocksGivesTheDefault) {
-  ASSERT_EQ(load("TIMER = t\n"), 21);
+  ASSERT_EQ(load("TIMER = t\n"), STATUS_OK);
   EXPECT_EQ(conf_select_first(), nullptr);
   EXPECT_STREQ(conf_get("TIMER"), "t");
 }
 
 TEST_F(ConfigTest, EachFileStartsInTheDefaultBlockAndTheLastBlockStaysCurrent) {
-  ASSERT_EQ(load("[x]\nTIMER = in_x\n"), 21);
+  ASSERT_EQ(load("[x]\nTIMER = in_x\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "in_x");  // the block in which the file ended
-  ASSERT_EQ(load("TIMER = default\n"), 21);
+  ASSERT_EQ(load("TIMER = default\n"), STATUS_OK);
   EXPECT_STREQ(conf_get("TIMER"), "default");
   conf_select_block("x");
   EXPECT_STREQ(conf_get("TIMER"), "in_x");
 }
 
 TEST_F(ConfigTest, OverridesLandInTheSelectedBlock) {
-  ASSERT_EQ(load("SKIP_FUNCTION_NAME = a\n[cc]\nTIMER = t\n"), 21);
+  ASSERT_EQ(load("SKIP_FUNCTION_NAME = a\n[cc]\nTIMER = t\n"), STATUS_OK);
   conf_select_block("cc");
   conf_apply_override("SKIP_FUNCTION_NAME+b");
   conf_apply_override("TIMER=u");
@@ -439,7 +439,7 @@ class ValidateTest : public ConfigTest {
     ASSERT_EQ(load("TICK = 1000\nTYPE = compiler_linker\nOPTCHARS = -\nOPT_COMPILE_ONLY = -c\n"
                    "DIALECT_C = ANSI\nDIALECT_CXX = ANSI\nPARAMS = -o\n[cc]\n" +
                    changes + "\n"),
-              21);
+              STATUS_OK);
     conf_select_block("cc");
   }
   static std::string refused(const std::string &name, const std::string &value) {
@@ -471,28 +471,28 @@ TEST_F(ValidateTest, TickMustBeAWholeNumberAboveZero) {
 
 TEST_F(ValidateTest, RequiredParametersAreMissingInTableOrder) {
   conf_reset();
-  ASSERT_EQ(load("[cc]\nTYPE = compiler\n"), 21);
+  ASSERT_EQ(load("[cc]\nTYPE = compiler\n"), STATUS_OK);
   conf_select_block("cc");
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), missing("TICK"));
-  ASSERT_EQ(conf_apply_line("TICK = 1"), 21);
+  ASSERT_EQ(conf_apply_line("TICK = 1"), STATUS_OK);
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), missing("OPTCHARS"));
-  ASSERT_EQ(conf_apply_line("OPTCHARS = -"), 21);
+  ASSERT_EQ(conf_apply_line("OPTCHARS = -"), STATUS_OK);
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), missing("DIALECT_C"));
-  ASSERT_EQ(conf_apply_line("DIALECT_C = BORLAND"), 21);
+  ASSERT_EQ(conf_apply_line("DIALECT_C = BORLAND"), STATUS_OK);
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), missing("DIALECT_CXX"));
-  ASSERT_EQ(conf_apply_line("DIALECT_CXX = MICROSOFT"), 21);
+  ASSERT_EQ(conf_apply_line("DIALECT_CXX = MICROSOFT"), STATUS_OK);
   conf_validate();  // a compiler needs no OPT_COMPILE_ONLY
-  ASSERT_EQ(conf_apply_line("TYPE = compiler_linker"), 21);
+  ASSERT_EQ(conf_apply_line("TYPE = compiler_linker"), STATUS_OK);
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), missing("OPT_COMPILE_ONLY"));
-  ASSERT_EQ(conf_apply_line("TYPE ="), 21);
+  ASSERT_EQ(conf_apply_line("TYPE ="), STATUS_OK);
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), refused("TYPE", ""));
-  ASSERT_EQ(conf_apply_line("TYPE = assembler"), 21);
+  ASSERT_EQ(conf_apply_line("TYPE = assembler"), STATUS_OK);
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), refused("TYPE", "assembler"));
 }
 
 TEST_F(ValidateTest, LinkerNeedsNoDialectsAndOverridesComeFirst) {
   conf_reset();
-  ASSERT_EQ(load("TICK = 1\nOPTCHARS = -\n[ld]\nTYPE = compiler\nPREPROC_C = no file\n"), 21);
+  ASSERT_EQ(load("TICK = 1\nOPTCHARS = -\n[ld]\nTYPE = compiler\nPREPROC_C = no file\n"), STATUS_OK);
   conf_select_block("ld");
   EXPECT_EXIT(conf_validate(), testing::ExitedWithCode(1), refused("PREPROC_C", "no file"));
   conf_apply_override("TYPE=linker");

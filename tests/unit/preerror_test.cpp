@@ -48,7 +48,7 @@ TEST(MessageFormat, NotesCarryTheWordWarning) {
 
 TEST(MessageFormat, ArgumentsAreClearedAfterEachMessage) {
   format(22, "first", "second", 0);
-  EXPECT_EQ(std::string(pre_format_message(22)), "QUB++ error 22: Cannot open file : \n");
+  EXPECT_EQ(std::string(pre_format_message(STATUS_OPEN_FAILED)), "QUB++ error 22: Cannot open file : \n");
 }
 
 TEST(MessageFormat, AbsentArgumentIsNull) {
@@ -67,7 +67,7 @@ TEST(MessageFormat, LongArgumentsAreCutInStoreAndByTheTemplate) {
 
 TEST(MessageFormat, StatusOutsideTheTableIsAnInternalError) {
   testing::internal::CaptureStderr();
-  std::string m = pre_format_message(21);
+  std::string m = pre_format_message(STATUS_OK);
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_EQ(m, "QUB++ error 14: Unknown error\n");
   EXPECT_EQ(err, "** Please notify vendor about error on\n** line " + err.substr(err.find("line ") + 5, err.find(',') - err.find("line ") - 5) +
@@ -84,7 +84,7 @@ class ReportTest : public testing::Test {
  protected:
   void SetUp() override { pre_run_state_reset(); }
   void TearDown() override { pre_run_state_reset(); }
-  std::string report(int status, int mode) {
+  std::string report(pre_status status, report_mode mode) {
     testing::internal::CaptureStderr();
     pre_report(status, mode);
     return testing::internal::GetCapturedStderr();
@@ -94,52 +94,52 @@ class ReportTest : public testing::Test {
 TEST_F(ReportTest, WarningsShowUnlessSuppressed) {
   pre_set_message_args("a.c", "");
   pre_set_message_line(4);
-  EXPECT_EQ(report(19, 0), "QUB++ warning 19: Mismatched \"QUB ENDSKIP\" in file a.c at line 4\n");
+  EXPECT_EQ(report(STATUS_MISMATCHED_ENDSKIP, REPORT_CONTINUE), "QUB++ warning 19: Mismatched \"QUB ENDSKIP\" in file a.c at line 4\n");
   g_run.no_warnings = true;
   pre_set_message_args("a.c", "");
-  EXPECT_EQ(report(19, 0), "");
+  EXPECT_EQ(report(STATUS_MISMATCHED_ENDSKIP, REPORT_CONTINUE), "");
 }
 
 TEST_F(ReportTest, NotesShowOnlyWithVerboseAndNeverWithNoWarnings) {
   pre_set_message_args("a.c", "");
-  EXPECT_EQ(report(32, 0), "");
+  EXPECT_EQ(report(STATUS_ABNORMAL_CASE, REPORT_CONTINUE), "");
   g_run.verbose = true;
   pre_set_message_args("a.c", "");
   pre_set_message_line(9);
-  EXPECT_EQ(report(32, 0), "QUB++ warning 32: Abnormal use of case/default, not instrumented (file a.c:9)\n");
+  EXPECT_EQ(report(STATUS_ABNORMAL_CASE, REPORT_CONTINUE), "QUB++ warning 32: Abnormal use of case/default, not instrumented (file a.c:9)\n");
   g_run.no_warnings = true;
-  EXPECT_EQ(report(32, 0), "");
+  EXPECT_EQ(report(STATUS_ABNORMAL_CASE, REPORT_CONTINUE), "");
 }
 
 TEST_F(ReportTest, ErrorsPrintInModeZeroAndReturn) {
   pre_set_message_args("f", "why");
-  EXPECT_EQ(report(9, 0), "QUB++ error 9: Cannot create file f: why\n");
+  EXPECT_EQ(report(STATUS_CREATE_FAILED, REPORT_CONTINUE), "QUB++ error 9: Cannot create file f: why\n");
 }
 
 TEST_F(ReportTest, ModeTwoReturnsForAWarning) {
   pre_set_message_args("QUB x", "a.c");
   pre_set_message_line(2);
-  EXPECT_EQ(report(3, 2), "QUB++ warning 3: Bad or misplaced QUB++ pragma \"QUB x\" in file a.c at line 2\n");
+  EXPECT_EQ(report(STATUS_BAD_PRAGMA, REPORT_FATAL_IF_ERROR), "QUB++ warning 3: Bad or misplaced QUB++ pragma \"QUB x\" in file a.c at line 2\n");
 }
 
 TEST(ReportDeath, ModeTwoEndsTheProcessForAnError) {
   EXPECT_EXIT(
       {
         pre_set_message_args("f", "why");
-        pre_report(9, 2);
+        pre_report(STATUS_CREATE_FAILED, REPORT_FATAL_IF_ERROR);
       },
       testing::ExitedWithCode(1), "^QUB\\+\\+ error 9: Cannot create file f: why\n$");
 }
 
 TEST(ReportDeath, ModeOneEndsWithStatusOne) {
-  EXPECT_EXIT(pre_report(23, 1), testing::ExitedWithCode(1), "^QUB\\+\\+ error 23: Out of memory\n$");
+  EXPECT_EXIT(pre_report(STATUS_OUT_OF_MEMORY, REPORT_FATAL), testing::ExitedWithCode(1), "^QUB\\+\\+ error 23: Out of memory\n$");
 }
 
 TEST(ReportDeath, CommandLineErrorAddsTheHintLine) {
   EXPECT_EXIT(
       {
         pre_set_message_args("compiler command is missing", "");
-        pre_report(13, 1);
+        pre_report(STATUS_BAD_COMMAND_LINE, REPORT_FATAL);
       },
       testing::ExitedWithCode(1),
       "^QUB\\+\\+ error 13: Erroneous command line, compiler command is missing \n"
@@ -147,7 +147,7 @@ TEST(ReportDeath, CommandLineErrorAddsTheHintLine) {
 }
 
 TEST(ReportDeath, UsageStatusExitsZero) {
-  EXPECT_EXIT(pre_report(6, 1), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(pre_report(STATUS_USAGE, REPORT_FATAL), testing::ExitedWithCode(0), "");
 }
 
 TEST(ReportDeath, FatalReportClosesTrackedFilesSoTheirDataIsWritten) {
@@ -157,7 +157,7 @@ TEST(ReportDeath, FatalReportClosesTrackedFilesSoTheirDataIsWritten) {
       {
         std::FILE *f = pre_fopen(path.c_str(), "w");
         std::fputs("kept", f);
-        pre_report(14, 1);
+        pre_report(STATUS_UNKNOWN_ERROR, REPORT_FATAL);
       },
       testing::ExitedWithCode(1), "Unknown error");
   std::ifstream in(path);
@@ -165,6 +165,29 @@ TEST(ReportDeath, FatalReportClosesTrackedFilesSoTheirDataIsWritten) {
   s << in.rdbuf();
   EXPECT_EQ(s.str(), "kept");
   std::remove(path.c_str());
+}
+
+TEST(ReportDeath, FatalIsAReportThatNeverReturns) {
+  EXPECT_EXIT(
+      {
+        pre_set_message_args("f", "why");
+        pre_fatal(STATUS_CLOSE_FAILED);
+      },
+      testing::ExitedWithCode(1), "^QUB\\+\\+ error 5: Cannot close file f: why\n$");
+}
+
+TEST(WholeFile, WritesTheTextAndNamesTheFailingStep) {
+  std::string path = testing::TempDir() + "qub_whole_file_" + std::to_string(getpid()) + ".txt";
+  pre_write_file(path.c_str(), "one\0two", 7);
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  EXPECT_EQ(s.str(), std::string("one\0two", 7));
+  std::remove(path.c_str());
+  EXPECT_EXIT(pre_write_file("/nonexistent-dir/x", "a", 1), testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 9: Cannot create file /nonexistent-dir/x: No such file or directory\n$");
+  EXPECT_EXIT(pre_write_file("/dev/full", "a", 1), testing::ExitedWithCode(1),
+              "^QUB\\+\\+ error 34: Cannot write file /dev/full: No space left on device\n$");
 }
 
 TEST(OpenFiles, CloseRemovesFromTheList) {

@@ -779,7 +779,7 @@ TEST_F(ScannerDeathTest, SyntaxErrorNamesTheCurrentFileAndLine) {
 TEST_F(ScannerTest, OpenFailureIsStatus22WithItsArguments) {
   std::string missing = dir + "/missing.i";
   EXPECT_EQ(pre_open_source(missing.c_str()), 22);
-  EXPECT_EQ(std::string(pre_format_message(22)),
+  EXPECT_EQ(std::string(pre_format_message(STATUS_OPEN_FAILED)),
             "QUB++ error 22: Cannot open file " + missing + ": No such file or directory\n");
   EXPECT_EQ(next().kind, TOK_EOF);
 }

@@ -250,7 +250,7 @@ class WriterConfigTest : public testing::Test {
   }
   std::string instrument_with(const char *assignment) {
     if (assignment) {
-      EXPECT_EQ(conf_apply_line(assignment), 21) << assignment;
+      EXPECT_EQ(conf_apply_line(assignment), STATUS_OK) << assignment;
     }
     pre_begin_instrumented_file(out.c_str());
     g_writer.module_needed = true;

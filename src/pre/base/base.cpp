@@ -10,13 +10,13 @@
 
 void *pre_xmalloc(std::size_t size) {
   void *p = std::malloc(size ? size : 1);
-  if (!p) pre_report(23, 1);
+  if (!p) pre_fatal(STATUS_OUT_OF_MEMORY);
   return p;
 }
 
 void *pre_xrealloc(void *pointer, std::size_t size) {
   void *p = std::realloc(pointer, size ? size : 1);
-  if (!p) pre_report(23, 1);
+  if (!p) pre_fatal(STATUS_OUT_OF_MEMORY);
   return p;
 }
 

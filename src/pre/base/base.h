@@ -6,11 +6,10 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "preerror/status.h"
+
 // Limit of a line, a token and a working buffer; buffers for them have MAX_TOKEN + 1 bytes.
 constexpr std::size_t MAX_TOKEN = 15000;
-
-// The status that means "no error"; every phase compares against it.
-constexpr int STATUS_OK = 21;
 
 // --- memory: failure ends the run with status 23 ------------------------------
 void *pre_xmalloc(std::size_t size);

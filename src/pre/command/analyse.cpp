@@ -17,7 +17,7 @@ namespace {
 
 void command_line_error(const char *text1, const char *text2) {
   pre_set_message_args(text1, text2);
-  pre_report(13, 1);
+  pre_fatal(STATUS_BAD_COMMAND_LINE);
 }
 
 bool ends_with(const std::string &text, const char *tail) {

@@ -62,20 +62,7 @@ char *pre_borland_rewrite_rsp(std::uint32_t *fields, const char *name) {
   rewritten += text + i;
   std::free(text);
   char *out = pre_temp_name(nullptr, !g_run.keep_temp);
-  std::FILE *f = pre_fopen(out, "w");
-  if (!f) {
-    pre_set_message_args(out, std::strerror(errno));
-    pre_report(9, 1);
-  }
-  if (std::fwrite(rewritten.data(), 1, rewritten.size(), f) != rewritten.size()) {
-    pre_set_message_args(out, std::strerror(errno));
-    pre_fclose(f);
-    pre_report(34, 1);
-  }
-  if (pre_fclose(f) != 0) {
-    pre_set_message_args(out, std::strerror(errno));
-    pre_report(5, 1);
-  }
+  pre_write_file(out, rewritten.data(), rewritten.size());
   return out;
 }
 

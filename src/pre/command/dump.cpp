@@ -31,7 +31,7 @@ void list_if_readable(const std::string &path) {
 void open_log() {
   if (!pre_log_open("qub")) {
     pre_set_message_args(pre_log_name(), "");
-    pre_report(22, 1);
+    pre_fatal(STATUS_OPEN_FAILED);
   }
 }
 

@@ -79,20 +79,7 @@ bool is_exact_value(const char *text, const char *parameter) {
 // Writes a response file and returns the option text that names it.
 std::string write_rsp(const std::string &content, const char *option) {
   char *name = pre_temp_name(".rsp", !g_run.keep_temp);
-  std::FILE *f = pre_fopen(name, "w");
-  if (!f) {
-    pre_set_message_args(name, std::strerror(errno));
-    pre_report(9, 1);
-  }
-  if (std::fwrite(content.data(), 1, content.size(), f) != content.size() || std::fflush(f) != 0) {
-    pre_set_message_args(name, std::strerror(errno));
-    pre_fclose(f);
-    pre_report(34, 1);
-  }
-  if (pre_fclose(f) != 0) {
-    pre_set_message_args(name, std::strerror(errno));
-    pre_report(5, 1);
-  }
+  pre_write_file(name, content.data(), content.size());
   std::string text = option;
   if (is_exact_value(option, "PARAMS_SEPARATE")) text += ' ';
   text += quoted(name);
@@ -379,7 +366,7 @@ void pre_run_preproc(const char *source, const char *result, const char *command
     text = replace_all(text, "%FLAGS%", kept.empty() ? flag_text : kept + " " + flag_text);
   }
   bool force_shell = std::strpbrk(templ, "><|&") != nullptr;
-  if (!pre_run_command(text.c_str(), force_shell)) pre_report(7, 1);
+  if (!pre_run_command(text.c_str(), force_shell)) pre_fatal(STATUS_PREPROCESS_FAILED);
 }
 
 char *pre_compose_command(const char *command, pre_list *flags, const char *file) {
@@ -399,14 +386,14 @@ void pre_run_compile(const char *file, const char *command, pre_list *flags) {
   char *text = pre_compose_command(command, flags, file);
   bool ok = pre_run_command(text, false);
   std::free(text);
-  if (!ok) pre_report(8, 1);
+  if (!ok) pre_fatal(STATUS_COMPILE_FAILED);
 }
 
 void pre_run_final(const char *command, pre_list *args, bool is_link) {
   char *text = pre_compose_command(command, args, nullptr);
   bool ok = pre_run_command(text, false);
   std::free(text);
-  if (!ok) pre_report(is_link ? 16 : 8, 1);
+  if (!ok) pre_fatal(is_link ? STATUS_LINK_FAILED : STATUS_COMPILE_FAILED);
 }
 
 void pre_run_hook(const char *hook, const char *command, const char *source, const char *result) {
@@ -414,26 +401,18 @@ void pre_run_hook(const char *hook, const char *command, const char *source, con
                      quoted(result) + " " + (g_run.user_command ? g_run.user_command : "");
   if (!pre_run_command(text.c_str(), false)) {
     pre_set_message_args(text.c_str(), "");
-    pre_report(30, 1);
+    pre_fatal(STATUS_USER_COMMAND_FAILED);
   }
 }
 
 void pre_run_before_all(const char *hook) {
   char *name = pre_temp_name(".ret", !g_run.keep_temp);
-  std::FILE *f = std::fopen(name, "w");
-  if (!f) {
-    pre_set_message_args(name, std::strerror(errno));
-    pre_report(9, 1);
-  }
-  if (std::fclose(f) != 0) {
-    pre_set_message_args(name, std::strerror(errno));
-    pre_report(5, 1);
-  }
+  pre_write_file(name, "", 0);
   std::string text = quoted(hook) + " " + quoted(name) + " " +
                      (g_run.user_command ? g_run.user_command : "");
   if (!pre_run_command(text.c_str(), false)) {
     pre_set_message_args(text.c_str(), "");
-    pre_report(30, 1);
+    pre_fatal(STATUS_USER_COMMAND_FAILED);
   }
   pre_after_before_all(name);
   std::free(name);
@@ -459,8 +438,8 @@ void pre_after_before_all(const char *ret_name) {
     else
       g_run.args = words;
     g_run.current_arg = words;
-    int status = pre_parse_options();
-    if (status != STATUS_OK) pre_report(status, 1);
+    pre_status status = pre_parse_options();
+    if (status != STATUS_OK) pre_fatal(status);
     // A word that is no option ends the response: it and the rest of it are dropped.
     if (g_run.current_arg != command) {
       arg_node *from = g_run.current_arg;
@@ -482,5 +461,6 @@ void pre_after_before_all(const char *ret_name) {
 }
 
 void pre_run_user_command() {
-  if (!pre_run_command(g_run.user_command ? g_run.user_command : "", false)) pre_report(35, 0);
+  if (!pre_run_command(g_run.user_command ? g_run.user_command : "", false))
+    pre_report(STATUS_ORIGINAL_COMMAND_FAILED, REPORT_CONTINUE);
 }

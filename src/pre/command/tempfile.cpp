@@ -28,19 +28,19 @@ char *pre_temp_name(const char *tail, bool remove_at_exit) {
   for (;;) {
     if (g_temp.counter == 0xFFFFFFFFu) {
       pre_set_message_args("", "");
-      pre_report(27, 1);
+      pre_fatal(STATUS_NO_TEMP_FILE);
     }
     name = prefix + std::to_string(g_temp.counter++) + (tail ? tail : "");
     if (pre_create_exclusive(name.c_str())) break;
     if (!pre_path_exists(name.c_str())) {  // the directory refuses new files
       pre_set_message_args("", "");
-      pre_report(27, 1);
+      pre_fatal(STATUS_NO_TEMP_FILE);
     }
   }
   if (!g_temp.registered) {
     if (std::atexit(pre_remove_temp_files) != 0) {
       pre_internal_error("src/pre/prepath", 711);
-      pre_report(14, 1);
+      pre_fatal(STATUS_UNKNOWN_ERROR);
     }
     g_temp.registered = true;
   }

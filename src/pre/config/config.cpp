@@ -103,9 +103,9 @@ void set_cut_args(const char *text1, const char *text2) {
   pre_set_message_args(cut(text1).c_str(), cut(text2).c_str());
 }
 
-int format_error(const char *text) {
+pre_status format_error(const char *text) {
   std::snprintf(g_reader.error_text, sizeof g_reader.error_text, "%s", text);
-  return 1;
+  return STATUS_BAD_CONFIG_FORMAT;
 }
 
 // The values of the slot that a lookup finds: the current block's, else the default's.
@@ -170,7 +170,7 @@ bool split_values(const std::string &s, conf_value **list) {
   return true;
 }
 
-int set_single(conf_value **slot, char op, const std::string &value, const char *statement) {
+pre_status set_single(conf_value **slot, char op, const std::string &value, const char *statement) {
   if (op == '-') return format_error(statement);
   if (op == '+' && *slot) {
     char *joined = (*slot)->text;
@@ -185,7 +185,7 @@ int set_single(conf_value **slot, char op, const std::string &value, const char 
   return STATUS_OK;
 }
 
-int set_multi(conf_value **slot, char op, const std::string &value, const char *statement) {
+pre_status set_multi(conf_value **slot, char op, const std::string &value, const char *statement) {
   conf_value *list = nullptr;
   if (!split_values(value, &list)) return format_error(statement);
   if (op == '=') {
@@ -264,7 +264,7 @@ bool read_joined_line(std::FILE *f, std::string *out) {
   }
 }
 
-int process_line(const std::string &line) {
+pre_status process_line(const std::string &line) {
   std::size_t first = 0;
   while (first < line.size() && is_blank(line[first])) first++;
   if (first == line.size() || line[first] == '#') return STATUS_OK;
@@ -288,38 +288,38 @@ int process_line(const std::string &line) {
       conf_select_block(statement.substr(1, statement.size() - 2).c_str());
       continue;
     }
-    int status = conf_apply_line(statement.c_str());
+    pre_status status = conf_apply_line(statement.c_str());
     if (status != STATUS_OK) return status;
   }
   return STATUS_OK;
 }
 
 // Reads one file; open_errno tells why it couldn't be opened.
-int load_file(const char *path, int *open_errno) {
+pre_status load_file(const char *path, int *open_errno) {
   *open_errno = 0;
   errno = 0;
   std::FILE *f = pre_fopen(path, "r");
   if (!f) {
     *open_errno = errno;
     set_cut_args(path, std::strerror(errno));
-    return 22;
+    return STATUS_OPEN_FAILED;
   }
   conf_select_block(nullptr);
   g_reader.line = 0;
   g_reader.read_errno = 0;
-  int status = STATUS_OK;
+  pre_status status = STATUS_OK;
   std::string line;
   while (status == STATUS_OK && read_joined_line(f, &line)) status = process_line(line);
   if (status == STATUS_OK && std::ferror(f)) {
     set_cut_args(path, std::strerror(g_reader.read_errno));
-    status = 24;
+    status = STATUS_READ_FAILED;
   }
   errno = 0;
   if (pre_fclose(f) != 0 && status == STATUS_OK) {
     set_cut_args(path, std::strerror(errno));
-    status = 5;
+    status = STATUS_CLOSE_FAILED;
   }
-  if (status == 1) {
+  if (status == STATUS_BAD_CONFIG_FORMAT) {
     set_cut_args(g_reader.error_text, path);
     pre_set_message_line(g_reader.line);
   }
@@ -340,13 +340,13 @@ void load_line(bool report, const std::string &path, const char *ending) {
 }
 
 // A file that need not be there.
-int load_optional(const std::string &path, bool report, int *loaded) {
+pre_status load_optional(const std::string &path, bool report, int *loaded) {
   int open_errno = 0;
-  int status = load_file(path.c_str(), &open_errno);
+  pre_status status = load_file(path.c_str(), &open_errno);
   if (status == STATUS_OK) {
     (*loaded)++;
     load_line(report, path, " ... Loaded");
-  } else if (status == 22 && is_missing(open_errno)) {
+  } else if (status == STATUS_OPEN_FAILED && is_missing(open_errno)) {
     load_line(report, path, " ... Not provided");
     status = STATUS_OK;
   } else {
@@ -356,7 +356,7 @@ int load_optional(const std::string &path, bool report, int *loaded) {
 }
 
 // A ";"-separated list of files that must all be there.
-int load_list(const std::string &list, bool report, int *loaded) {
+pre_status load_list(const std::string &list, bool report, int *loaded) {
   std::size_t start = 0;
   while (start <= list.size()) {
     std::size_t end = list.find(';', start);
@@ -365,13 +365,13 @@ int load_list(const std::string &list, bool report, int *loaded) {
     start = end + 1;
     if (path.empty()) continue;
     int open_errno = 0;
-    int status = load_file(path.c_str(), &open_errno);
+    pre_status status = load_file(path.c_str(), &open_errno);
     if (status == STATUS_OK) {
       (*loaded)++;
       load_line(report, path, " ... Loaded");
       continue;
     }
-    load_line(report, path, status == 22 && is_missing(open_errno) ? " ... Not found" : " ...");
+    load_line(report, path, status == STATUS_OPEN_FAILED && is_missing(open_errno) ? " ... Not found" : " ...");
     return status;
   }
   return STATUS_OK;
@@ -379,11 +379,11 @@ int load_list(const std::string &list, bool report, int *loaded) {
 
 // Reads the home file, the list variable's files, the current directory's file and the
 // files of -c, each adding to what the earlier ones left.
-int conf_search(const char *base, const char *home_variable, const char *list_variable,
+pre_status conf_search(const char *base, const char *home_variable, const char *list_variable,
                 const char *conf_file_list, bool report) {
   std::string file = std::string(base) + ".ini";
   int loaded = 0;
-  int status = STATUS_OK;
+  pre_status status = STATUS_OK;
   if (report) std::fputs("Searching for configuration files:\n", stderr);
 
   if (report)
@@ -421,7 +421,7 @@ int conf_search(const char *base, const char *home_variable, const char *list_va
 
   if (loaded == 0) {
     pre_set_message_args(file.c_str(), "No such file could be found");
-    return 22;
+    return STATUS_OPEN_FAILED;
   }
   return STATUS_OK;
 }
@@ -431,8 +431,8 @@ int conf_search(const char *base, const char *home_variable, const char *list_va
 void pre_load_configuration(const char *conf_file_list, bool report) {
   conf_reset();
   store();
-  int status = conf_search("qub", "QUBHOME", "QUBINIT", conf_file_list, report);
-  if (status != STATUS_OK) pre_report(status, 1);
+  pre_status status = conf_search("qub", "QUBHOME", "QUBINIT", conf_file_list, report);
+  if (status != STATUS_OK) pre_fatal(status);
 }
 
 const char *conf_get(const char *parameter) {
@@ -488,7 +488,7 @@ void conf_select_block(const char *name) {
   s->current = last->next;
 }
 
-int conf_apply_line(const char *statement) {
+pre_status conf_apply_line(const char *statement) {
   conf_store *s = store();
   std::size_t name_length = 0;
   while (is_name_char(statement[name_length])) name_length++;
@@ -508,14 +508,14 @@ int conf_apply_line(const char *statement) {
 const char *conf_error_text() { return g_reader.error_text; }
 
 void conf_apply_override(const char *text) {
-  int status = conf_apply_line(text);
+  pre_status status = conf_apply_line(text);
   if (status == STATUS_OK) return;
   set_cut_args(g_reader.error_text, "");
   pre_set_message_line(0);
-  pre_report(status, 1);
+  pre_fatal(status);
 }
 
-int conf_load_file(const char *path) {
+pre_status conf_load_file(const char *path) {
   int open_errno = 0;
   store();
   return load_file(path, &open_errno);

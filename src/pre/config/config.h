@@ -9,6 +9,8 @@
 
 #include <cstddef>
 
+#include "preerror/status.h"
+
 // Creates the store and reads the configuration files in search order: QUBHOME, QUBINIT,
 // the current directory, the -c list. With report set (-V) the search is listed on stderr.
 // Any failure is reported and ends the process; returns only on success.
@@ -55,12 +57,13 @@ int conf_param_index(const char *name);
 
 // --- lower-level operations, for the search and for tests ----------------------------
 // Reads one configuration file into the store (created on first use), starting in the
-// default block. Returns 21, or 22/24/5 with path and system text as message arguments,
-// or 1 with the statement, the path and the line as message arguments.
-int conf_load_file(const char *path);
-// Applies one statement to the current block (created on first use). Returns 21, or 1
-// with the offending text kept for conf_error_text().
-int conf_apply_line(const char *statement);
+// default block. Returns STATUS_OK, or STATUS_OPEN_FAILED, STATUS_READ_FAILED or
+// STATUS_CLOSE_FAILED with path and system text as message arguments, or
+// STATUS_BAD_CONFIG_FORMAT with the statement, the path and the line as message arguments.
+pre_status conf_load_file(const char *path);
+// Applies one statement to the current block (created on first use). Returns STATUS_OK,
+// or STATUS_BAD_CONFIG_FORMAT with the offending text kept for conf_error_text().
+pre_status conf_apply_line(const char *statement);
 // The text of the last format error: the statement or the parameter name, cut to 128.
 const char *conf_error_text();
 // Frees the store; the next use starts with an empty one.

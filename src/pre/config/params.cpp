@@ -135,20 +135,20 @@ bool applies(const conf_param &p, const char *type) {
   return true;
 }
 
-int refuse(const char *name, const char *value) {
+pre_status refuse(const char *name, const char *value) {
   pre_set_message_args(name, value);
-  return 0;
+  return STATUS_BAD_PARAMETER_VALUE;
 }
 
-// The check of one row; 21 when it passes, else the status with its arguments set.
-int check_param(const conf_param &p) {
+// The check of one row; STATUS_OK when it passes, else the status with its arguments set.
+pre_status check_param(const conf_param &p) {
   if (p.kind == ACCEPT_ALL || !applies(p, conf_get("TYPE"))) return STATUS_OK;
   conf_iter it = nullptr;
   const char *first = conf_first(p.name, &it);
   if (!first) {
     if (!p.required) return STATUS_OK;
     pre_set_message_args(p.name, "");
-    return 20;
+    return STATUS_MISSING_DEFINITION;
   }
   if (!*first) return p.empty_refused ? refuse(p.name, first) : STATUS_OK;
   switch (p.kind) {
@@ -173,7 +173,7 @@ int check_param(const conf_param &p) {
 
 void conf_validate() {
   for (std::size_t i = 0; i < conf_param_table_size; i++) {
-    int status = check_param(conf_param_table[i]);
-    if (status != STATUS_OK) pre_report(status, 1);
+    pre_status status = check_param(conf_param_table[i]);
+    if (status != STATUS_OK) pre_fatal(status);
   }
 }

@@ -27,7 +27,7 @@ struct conf_param {
   bool multi;
   conf_check_when when;
   bool required;       // not set: status 20
-  bool empty_refused;  // empty first value: status 0
+  bool empty_refused;  // empty first value: STATUS_BAD_PARAMETER_VALUE
   conf_check_kind kind;
   const char *const *words;  // for ACCEPT_WORD, ending in none
 };

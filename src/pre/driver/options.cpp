@@ -149,13 +149,13 @@ void step_over(arg_node *w) {
   g_run.current_arg = w->next;
 }
 
-int missing_argument(const char *option) {
+pre_status missing_argument(const char *option) {
   pre_set_message_args("argument missing for option", option);
-  return 13;
+  return STATUS_BAD_COMMAND_LINE;
 }
 
 // An option with a value in the next word.
-int take_value_option(arg_node *option) {
+pre_status take_value_option(arg_node *option) {
   arg_node *value = option->next;
   if (!value || value->text[0] == '-') return missing_argument(option->text);
   if (word_is(option, "-c")) {
@@ -173,7 +173,7 @@ int take_value_option(arg_node *option) {
     pre_list_add(g_run.pending_overrides, pre_xstrdup(value->text));
   } else if (!set_modes(value->text)) {
     pre_set_message_args("unknown instrumentation mode", value->text);
-    return 13;
+    return STATUS_BAD_COMMAND_LINE;
   }
   bool from_file = word_is(option, "-C") && g_options.pending && g_options.pending->last;
   if (!from_file) {
@@ -189,7 +189,7 @@ int take_value_option(arg_node *option) {
 }
 
 // An @file word: the file's words go into the chain behind it.
-int take_option_file(arg_node *at) {
+pre_status take_option_file(arg_node *at) {
   if (at->text[1] == '\0') return missing_argument(at->text);
   char *text = pre_read_text_file(at->text + 1);
   arg_node *words = pre_split_words(text);
@@ -260,10 +260,7 @@ arg_node *pre_split_words(const char *text) {
 char *pre_read_text_file(const char *path) {
   errno = 0;
   std::FILE *f = pre_fopen(path, "rb");
-  if (!f) {
-    pre_set_message_args(path, std::strerror(errno));
-    pre_report(22, 1);
-  }
+  if (!f) pre_fatal_file(STATUS_OPEN_FAILED, path);
   std::string raw;
   char buffer[8192];
   std::size_t got;
@@ -271,14 +268,10 @@ char *pre_read_text_file(const char *path) {
   if (std::ferror(f)) {
     int e = errno;
     pre_fclose(f);
-    pre_set_message_args(path, std::strerror(e));
-    pre_report(24, 1);
+    pre_fatal_file(STATUS_READ_FAILED, path, std::strerror(e));
   }
   errno = 0;
-  if (pre_fclose(f) != 0) {
-    pre_set_message_args(path, std::strerror(errno));
-    pre_report(5, 1);
-  }
+  if (pre_fclose(f) != 0) pre_fatal_file(STATUS_CLOSE_FAILED, path);
 
   // Byte order marks: FF FE is UTF-16 little-endian, EF BB BF is dropped.
   const unsigned char *b = reinterpret_cast<const unsigned char *>(raw.data());
@@ -301,10 +294,7 @@ char *pre_read_text_file(const char *path) {
   } else if (!bad) {
     text.assign(raw, i, std::string::npos);
   }
-  if (bad) {
-    pre_set_message_args(path, std::strerror(EILSEQ));
-    pre_report(24, 1);
-  }
+  if (bad) pre_fatal_file(STATUS_READ_FAILED, path, std::strerror(EILSEQ));
 
   // Whole-line "#" comments go with their line feed; CR in front of LF goes.
   std::string out;
@@ -325,14 +315,14 @@ char *pre_read_text_file(const char *path) {
   return pre_xstrdup(out.c_str());
 }
 
-int pre_parse_options() {
+pre_status pre_parse_options() {
   pop_all_pending(false);
   if (!g_run.opts_env) g_run.opts_env = pre_xstrdup(OPTS_PREFIX);
   for (;;) {
     arg_node *w = g_run.current_arg;
-    if (w && (word_is(w, "-h") || word_is(w, "-?"))) return 6;
+    if (w && (word_is(w, "-h") || word_is(w, "-?"))) return STATUS_USAGE;
     if (!w) break;
-    int status;
+    pre_status status;
     if (is_value_option(w)) {
       status = take_value_option(w);
     } else if (bool *field = flag_field(w)) {
@@ -349,13 +339,13 @@ int pre_parse_options() {
     if (status != STATUS_OK) return status;
   }
   g_run.command_arg = g_run.current_arg;
-  if (!pre_set_environment("QUBOPTS", g_run.opts_env + std::strlen(OPTS_PREFIX))) return 23;
+  if (!pre_set_environment("QUBOPTS", g_run.opts_env + std::strlen(OPTS_PREFIX))) return STATUS_OUT_OF_MEMORY;
   return STATUS_OK;
 }
 
 void pre_setup_arguments(int argc, char **argv) {
   pre_default_home();
-  if (argc <= 1) pre_report(6, 1);
+  if (argc <= 1) pre_fatal(STATUS_USAGE);
   g_run.instrument_function = true;
   g_run.instrument_decision = true;
   g_run.instrument_multicondition = false;
@@ -381,6 +371,6 @@ void pre_setup_arguments(int argc, char **argv) {
   std::free(g_run.opts_env);
   g_run.opts_env = pre_xstrdup(OPTS_PREFIX);
 
-  int status = pre_parse_options();
-  if (status != STATUS_OK) pre_report(status, 1);
+  pre_status status = pre_parse_options();
+  if (status != STATUS_OK) pre_fatal(status);
 }

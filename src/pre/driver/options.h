@@ -15,8 +15,9 @@ void pre_setup_arguments(int argc, char **argv);
 
 // Runs the option loop from g_run.current_arg on: sets the run_state fields, leaves
 // current_arg and command_arg on the first word that is no option, and puts the rebuilt
-// QUBOPTS into the environment. Returns 21, 6 (usage), 13 (message arguments set) or 23.
-int pre_parse_options();
+// QUBOPTS into the environment. Returns STATUS_OK, STATUS_USAGE,
+// STATUS_BAD_COMMAND_LINE (message arguments set) or STATUS_OUT_OF_MEMORY.
+pre_status pre_parse_options();
 
 // Splits a text into words at blanks, tabs and line ends outside double quotes; quotes
 // are removed, a backslash in front of a backslash or a quote keeps both characters.

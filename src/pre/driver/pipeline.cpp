@@ -24,7 +24,7 @@
 
 namespace {
 
-void out_of_memory() { pre_report(23, 1); }
+void out_of_memory() { pre_fatal(STATUS_OUT_OF_MEMORY); }
 
 const char *RULE = "*****************************************************************************\n";
 const char *EMPTY_BOX = "*                                                                           *\n";
@@ -95,7 +95,7 @@ void pre_analyse_command() {
   g_run.final = nullptr;
   if (!command) {
     pre_set_message_args("compiler command is missing", "");
-    pre_report(13, 1);
+    pre_fatal(STATUS_BAD_COMMAND_LINE);
   }
   pre_select_command_block(command);
   conf_apply_pending_overrides();
@@ -145,10 +145,10 @@ void pre_process_file() {
   pre_set_language(rec->language);
   const char *param = rec->language == LANG_C ? "PREPROC_C" : "PREPROC_CXX";
   const char *templ = conf_get(param);
-  int status = STATUS_OK;
+  pre_status status = STATUS_OK;
   if (!*templ) {
     pre_set_message_args(param, "");
-    status = 20;
+    status = STATUS_MISSING_DEFINITION;
   } else {
     pre_run_preproc(rec->source, preprocessed, rec->command, templ, rec->preproc_flags);
     for_each_value("RUN_AFTER_CPP",
@@ -162,7 +162,7 @@ void pre_process_file() {
     }
   }
   std::free(source_id);
-  if (status != STATUS_OK) pre_report(status, 1);
+  if (status != STATUS_OK) pre_fatal(status);
   for_each_value("RUN_AFTER_INSTR",
                  [&](const char *v) { pre_run_hook(v, rec->command, rec->source, instrumented); });
   if (!g_run.no_comp) {
@@ -174,12 +174,12 @@ void pre_process_file() {
   std::free(instrumented);
 }
 
-int pre_instrument_preprocessed(const char *preprocessed_path, const char *source_name,
-                                const char *output_path) {
+pre_status pre_instrument_preprocessed(const char *preprocessed_path, const char *source_name,
+                                       const char *output_path) {
   g_writer.source_name = source_name;
   pre_symbol_begin_file(source_name);
   pre_begin_instrumented_file(output_path);
-  int status = pre_analyse_file(preprocessed_path, source_name);
+  pre_status status = pre_analyse_file(preprocessed_path, source_name);
   if (status == STATUS_OK) {
     pre_symbol_commit(source_name, line_number - 1);
     pre_finish_instrumented_file(source_name);

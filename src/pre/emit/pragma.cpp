@@ -53,7 +53,7 @@ void prepare_bad_pragma(const char *line) {
 void misplaced(const char *line) {
   prepare_bad_pragma(line);
   emit_newline();
-  pre_report(3, 2);
+  pre_report(STATUS_BAD_PRAGMA, REPORT_FATAL_IF_ERROR);
 }
 
 // Warning 25 the first time a skip or endskip pragma stands in a function body.
@@ -62,7 +62,7 @@ void note_body_pragma(const char *what) {
   if (++g_pragma.body_pragma_count != 1) return;
   pre_set_message_args(what, current_file_name);
   pre_set_message_line(pragma_line());
-  pre_report(25, 2);
+  pre_report(STATUS_PRAGMA_IN_BODY, REPORT_FATAL_IF_ERROR);
 }
 
 void append_macro(const char *text) { emit_macro(text, TOK_SEMI); }
@@ -92,7 +92,7 @@ std::int32_t pre_skip_set(std::int32_t value) {
 
 // --- pragmas -----------------------------------------------------------------------------
 
-int pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argument_out) {
+pre_status pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argument_out) {
   *index_out = PRAGMA_NONE;
   argument_out[0] = '\0';
   std::string line = text;
@@ -105,7 +105,7 @@ int pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argume
   }
   if (!qub) {
     prepare_bad_pragma(line.c_str());
-    return 3;
+    return STATUS_BAD_PRAGMA;
   }
   p = take_word(skip_separators(p), word, sizeof word);
   pre_str_lower(word);
@@ -116,7 +116,7 @@ int pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argume
   *index_out = index;
   if (index == PRAGMA_NONE) {
     prepare_bad_pragma(line.c_str());
-    return 3;
+    return STATUS_BAD_PRAGMA;
   }
   if (index == PRAGMA_COUNT || index == PRAGMA_TESTCASE || index == PRAGMA_ANNOTATION) {
     if (*p) p++;  // the one separator behind the keyword
@@ -128,7 +128,7 @@ int pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argume
   }
   if (*skip_separators(p)) {
     prepare_bad_pragma(line.c_str());
-    return 3;
+    return STATUS_BAD_PRAGMA;
   }
   return STATUS_OK;
 }
@@ -158,7 +158,7 @@ void pre_handle_pragma(const char *text) {
         emit_newline();
         pre_set_message_args(current_file_name, "");
         pre_set_message_line(pragma_line());
-        pre_report(19, 2);
+        pre_report(STATUS_MISMATCHED_ENDSKIP, REPORT_FATAL_IF_ERROR);
         return;
       }
       pre_skip_leave();
@@ -214,7 +214,7 @@ bool pre_skip_string_statement(const char *text, bool at_statement_start, std::u
   if (!at_statement_start || next_kind != TOK_SEMI) {
     pre_set_message_args(text, current_file_name);
     pre_set_message_line(line_number);
-    pre_report(11, 0);
+    pre_report(STATUS_MISPLACED_STRING, REPORT_CONTINUE);
     return true;
   }
   if (skip) {
@@ -223,7 +223,7 @@ bool pre_skip_string_statement(const char *text, bool at_statement_start, std::u
   } else if (!pre_skip_active()) {
     pre_set_message_args(current_file_name, "");
     pre_set_message_line(line_number);
-    pre_report(19, 0);
+    pre_report(STATUS_MISMATCHED_ENDSKIP, REPORT_CONTINUE);
   } else {
     pre_skip_leave();
   }

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "preerror/status.h"
+
 // Keyword indexes of the pragma table; PRAGMA_NONE means no keyword of it.
 enum : std::uint32_t {
   PRAGMA_SKIP = 0,
@@ -26,10 +28,10 @@ struct pragma_state {
 
 extern pragma_state g_pragma;
 
-// 21 for a well-formed line, 3 otherwise with the message arguments of warning 3 set.
+// STATUS_OK for a well-formed line, else STATUS_BAD_PRAGMA with its message arguments set.
 // index_out gets the keyword index; argument_out (MAX_TOKEN + 1 bytes) the text behind
 // the keyword of count, testcase and annotation, else "".
-int pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argument_out);
+pre_status pre_classify_pragma(const char *text, std::uint32_t *index_out, char *argument_out);
 
 // Acts on the whole line of a TOK_QUB_PRAGMA token. Whatever it does, the line's own
 // line feed is replaced by exactly one line feed in the text.

@@ -75,7 +75,7 @@ void warn_ternary(std::uint32_t kind) {
   g_probes.warned_ternary = true;
   pre_set_message_args(current_file_name, "");
   pre_set_message_line(line_number);
-  pre_report(36, 0);
+  pre_report(STATUS_TERNARY_DECISION_ONLY, REPORT_CONTINUE);
 }
 
 bool stops_walk(std::uint32_t kind) {

@@ -127,9 +127,8 @@ std::string data_file_name() {
   return out;
 }
 
-void write_failed() {
-  pre_set_message_args(g_writer.out_name.c_str(), std::strerror(errno));
-  pre_report(34, 1);
+[[noreturn]] void write_failed() {
+  pre_fatal_file(STATUS_WRITE_FAILED, g_writer.out_name.c_str());
 }
 
 // The finished text goes out through one large buffer of our own: pieces are small.
@@ -156,9 +155,9 @@ void write_text(const char *text, std::size_t length) {
   g_out.used += length;
 }
 
-void counter_limit(const char *which) {
+[[noreturn]] void counter_limit(const char *which) {
   pre_set_message_args(which, "");
-  pre_report(29, 1);
+  pre_fatal(STATUS_COUNTER_LIMIT);
 }
 
 std::uint32_t next_counter(std::uint32_t &count, const char *which) {
@@ -291,10 +290,7 @@ void pre_begin_instrumented_file(const char *output_name) {
   pre_probes_reset();
   g_writer.out_name = output_name;
   g_writer.out_file = pre_fopen(output_name, "w");
-  if (!g_writer.out_file) {
-    pre_set_message_args(output_name, std::strerror(errno));
-    pre_report(9, 1);
-  }
+  if (!g_writer.out_file) pre_fatal_file(STATUS_CREATE_FAILED, output_name);
   // The first line names the source: compilers take the name of the compilation unit
   // (debug information, the object's file symbol) from a line marker that stands there.
   std::string first = "# 1 \"" + escaped_name(source_name()) + "\"\n";
@@ -354,8 +350,5 @@ void pre_finish_instrumented_file(const char *source_id) {
     pre_fclose(f);
     write_failed();
   }
-  if (pre_fclose(f) != 0) {
-    pre_set_message_args(g_writer.out_name.c_str(), std::strerror(errno));
-    pre_report(5, 1);
-  }
+  if (pre_fclose(f) != 0) pre_fatal_file(STATUS_CLOSE_FAILED, g_writer.out_name.c_str());
 }

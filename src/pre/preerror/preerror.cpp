@@ -1,6 +1,7 @@
 // Numbered messages, open files and the settings log.
 #include "preerror/preerror.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -18,52 +19,60 @@ namespace {
 enum msg_class { CLASS_NONE, CLASS_E, CLASS_W, CLASS_N };
 
 struct message {
+  int status;
   msg_class cls;
   const char *text;
 };
 
 // Indexed by status. Statuses 15 and 31 are not assigned.
-const message message_table[PRE_LAST_STATUS + 1] = {
-    {CLASS_E, "Configuration parameter %.450s has illegal value \"%.450s\""},
-    {CLASS_E, "Bad configuration format \"%.450s\" in file %.450s at line %lu"},
-    {CLASS_E, "Bad identification stamp in symbol file %.900s"},
-    {CLASS_W, "Bad or misplaced QUB++ pragma \"%.450s\" in file %.450s at line %lu"},
-    {CLASS_E, "Environment variable %.450s has illegal value \"%.450s\""},
-    {CLASS_E, "Cannot close file %.450s: %.450s"},
-    {CLASS_NONE, "(Command-line usage)"},
-    {CLASS_E, "Cannot execute C or C++ preprocessor or preprocessing failed%.450s%.450s"},
-    {CLASS_E, "Cannot execute C or C++ compiler or compilation failed%.450s%.450s"},
-    {CLASS_E, "Cannot create file %.450s: %.450s"},
-    {CLASS_W, "Identifier begins with 'qub_' in file %.900s at line %lu"},
-    {CLASS_W, "Misplaced string %.450s in file %.450s at line %lu"},
-    {CLASS_E, "Cannot get current directory: %.900s"},
-    {CLASS_E, "Erroneous command line, %.450s %.450s"},
-    {CLASS_E, "Unknown error"},
-    {CLASS_NONE, nullptr},
-    {CLASS_E, "Cannot execute linker or linking failed%.450s%.450s"},
-    {CLASS_E, "Cannot create lock file %.450s: %.450s"},
-    {CLASS_E, "Cannot remove lock file %.450s: %.450s"},
-    {CLASS_W, "Mismatched \"QUB ENDSKIP\" in file %.900s at line %lu"},
-    {CLASS_E, "Missing definition \"%.900s\" in configuration file"},
-    {CLASS_NONE, "(No error)"},
-    {CLASS_E, "Cannot open file %.450s: %.450s"},
-    {CLASS_E, "Out of memory"},
-    {CLASS_E, "Cannot read file %.450s: %.450s"},
-    {CLASS_W, "Pragma \"%.450s\" encountered in function body (file %.450s:%lu)"},
-    {CLASS_E, "Syntax error in file %.450s at line %lu %.450s"},
-    {CLASS_E, "Cannot create temporary file"},
-    {CLASS_W, "Too complex code, reduced to decision coverage in file %.900s at line %lu"},
-    {CLASS_E, "Counter limit reached %.900s"},
-    {CLASS_E, "Cannot execute the user-specified command or the command failed: \"%.900s\""},
-    {CLASS_NONE, nullptr},
-    {CLASS_N, "Abnormal use of case/default, not instrumented (file %.900s:%lu)"},
-    {CLASS_E, "Capacity restriction, something too big for QUB++ (file %.900s:%lu)"},
-    {CLASS_E, "Cannot write file %.450s: %.450s"},
-    {CLASS_W, "Original compile/link command failed (-2comp)"},
-    {CLASS_W, "Ternary-?: instrumented for decision coverage only in file %.900s at line %lu"},
-    {CLASS_N, "Decision not instrumented (because of 'const') in file %.900s at line %lu"},
-    {CLASS_N, "Cannot instrument in file %.900s at line %lu "},
+constexpr message message_table[PRE_LAST_STATUS + 1] = {
+    {STATUS_BAD_PARAMETER_VALUE, CLASS_E, "Configuration parameter %.450s has illegal value \"%.450s\""},
+    {STATUS_BAD_CONFIG_FORMAT, CLASS_E, "Bad configuration format \"%.450s\" in file %.450s at line %lu"},
+    {STATUS_BAD_SYMBOL_STAMP, CLASS_E, "Bad identification stamp in symbol file %.900s"},
+    {STATUS_BAD_PRAGMA, CLASS_W, "Bad or misplaced QUB++ pragma \"%.450s\" in file %.450s at line %lu"},
+    {STATUS_BAD_ENVIRONMENT_VALUE, CLASS_E, "Environment variable %.450s has illegal value \"%.450s\""},
+    {STATUS_CLOSE_FAILED, CLASS_E, "Cannot close file %.450s: %.450s"},
+    {STATUS_USAGE, CLASS_NONE, "(Command-line usage)"},
+    {STATUS_PREPROCESS_FAILED, CLASS_E, "Cannot execute C or C++ preprocessor or preprocessing failed%.450s%.450s"},
+    {STATUS_COMPILE_FAILED, CLASS_E, "Cannot execute C or C++ compiler or compilation failed%.450s%.450s"},
+    {STATUS_CREATE_FAILED, CLASS_E, "Cannot create file %.450s: %.450s"},
+    {STATUS_QUB_IDENTIFIER, CLASS_W, "Identifier begins with 'qub_' in file %.900s at line %lu"},
+    {STATUS_MISPLACED_STRING, CLASS_W, "Misplaced string %.450s in file %.450s at line %lu"},
+    {STATUS_NO_CURRENT_DIRECTORY, CLASS_E, "Cannot get current directory: %.900s"},
+    {STATUS_BAD_COMMAND_LINE, CLASS_E, "Erroneous command line, %.450s %.450s"},
+    {STATUS_UNKNOWN_ERROR, CLASS_E, "Unknown error"},
+    {15, CLASS_NONE, nullptr},
+    {STATUS_LINK_FAILED, CLASS_E, "Cannot execute linker or linking failed%.450s%.450s"},
+    {STATUS_LOCK_CREATE_FAILED, CLASS_E, "Cannot create lock file %.450s: %.450s"},
+    {STATUS_LOCK_REMOVE_FAILED, CLASS_E, "Cannot remove lock file %.450s: %.450s"},
+    {STATUS_MISMATCHED_ENDSKIP, CLASS_W, "Mismatched \"QUB ENDSKIP\" in file %.900s at line %lu"},
+    {STATUS_MISSING_DEFINITION, CLASS_E, "Missing definition \"%.900s\" in configuration file"},
+    {STATUS_OK, CLASS_NONE, "(No error)"},
+    {STATUS_OPEN_FAILED, CLASS_E, "Cannot open file %.450s: %.450s"},
+    {STATUS_OUT_OF_MEMORY, CLASS_E, "Out of memory"},
+    {STATUS_READ_FAILED, CLASS_E, "Cannot read file %.450s: %.450s"},
+    {STATUS_PRAGMA_IN_BODY, CLASS_W, "Pragma \"%.450s\" encountered in function body (file %.450s:%lu)"},
+    {STATUS_SYNTAX_ERROR, CLASS_E, "Syntax error in file %.450s at line %lu %.450s"},
+    {STATUS_NO_TEMP_FILE, CLASS_E, "Cannot create temporary file"},
+    {STATUS_TOO_COMPLEX, CLASS_W, "Too complex code, reduced to decision coverage in file %.900s at line %lu"},
+    {STATUS_COUNTER_LIMIT, CLASS_E, "Counter limit reached %.900s"},
+    {STATUS_USER_COMMAND_FAILED, CLASS_E, "Cannot execute the user-specified command or the command failed: \"%.900s\""},
+    {31, CLASS_NONE, nullptr},
+    {STATUS_ABNORMAL_CASE, CLASS_N, "Abnormal use of case/default, not instrumented (file %.900s:%lu)"},
+    {STATUS_CAPACITY, CLASS_E, "Capacity restriction, something too big for QUB++ (file %.900s:%lu)"},
+    {STATUS_WRITE_FAILED, CLASS_E, "Cannot write file %.450s: %.450s"},
+    {STATUS_ORIGINAL_COMMAND_FAILED, CLASS_W, "Original compile/link command failed (-2comp)"},
+    {STATUS_TERNARY_DECISION_ONLY, CLASS_W, "Ternary-?: instrumented for decision coverage only in file %.900s at line %lu"},
+    {STATUS_CONST_DECISION, CLASS_N, "Decision not instrumented (because of 'const') in file %.900s at line %lu"},
+    {STATUS_CANNOT_INSTRUMENT, CLASS_N, "Cannot instrument in file %.900s at line %lu "},
 };
+
+constexpr bool table_in_status_order() {
+  for (int i = 0; i <= PRE_LAST_STATUS; i++)
+    if (message_table[i].status != i) return false;
+  return true;
+}
+static_assert(table_in_status_order(), "the message table is indexed by status");
 
 constexpr std::size_t MAX_MESSAGE_ARG = 999;
 
@@ -152,7 +161,7 @@ void pre_internal_error(const char *module, unsigned long line) {
 const char *pre_format_message(int status) {
   if (!is_valid_status(status)) {
     pre_internal_error("src/pre/preerror", static_cast<unsigned long>(__LINE__));
-    status = 14;
+    status = STATUS_UNKNOWN_ERROR;
   }
   const message &m = message_table[status];
   char body[MAX_TOKEN + 1];
@@ -176,14 +185,17 @@ const char *pre_format_message(int status) {
   return g_msg.formatted;
 }
 
-void pre_report(int status, int mode) {
-  if (status == 6) {
+namespace {
+
+// Prints the message of status as its class and the settings ask; returns the class.
+msg_class print_report(pre_status status) {
+  if (status == STATUS_USAGE) {
     pre_print_usage();
     std::fflush(stdout);
     std::exit(0);
   }
   const char *level = conf_get("WARNING_LEVEL");
-  int cls_status = is_valid_status(status) ? status : 14;
+  int cls_status = is_valid_status(status) ? status : STATUS_UNKNOWN_ERROR;
   msg_class cls = message_table[cls_status].cls;
   bool show = true;
   if (cls == CLASS_W)
@@ -194,12 +206,28 @@ void pre_report(int status, int mode) {
     print_error_output(pre_format_message(status));
   else
     pre_format_message(status);  // clears the arguments all the same
-  if (status == 13) print_error_output("Type 'qub -h' for usage information\n");
-  if (mode == 0) return;
-  if (mode == 2 && (cls == CLASS_W || cls == CLASS_N)) return;
+  if (status == STATUS_BAD_COMMAND_LINE) print_error_output("Type 'qub -h' for usage information\n");
+  return cls;
+}
+
+[[noreturn]] void end_process() {
   pre_symbol_unlock();
   pre_close_all_files();
   std::exit(1);
+}
+
+}  // namespace
+
+void pre_report(pre_status status, report_mode mode) {
+  msg_class cls = print_report(status);
+  if (mode == REPORT_CONTINUE) return;
+  if (mode == REPORT_FATAL_IF_ERROR && (cls == CLASS_W || cls == CLASS_N)) return;
+  end_process();
+}
+
+void pre_fatal(pre_status status) {
+  print_report(status);
+  end_process();
 }
 
 // --- open files -------------------------------------------------------------------
@@ -223,6 +251,23 @@ void pre_close_all_files() {
     std::fclose(static_cast<std::FILE *>(f));
   pre_list_free(g_open_files);
   g_open_files = nullptr;
+}
+
+void pre_fatal_file(pre_status status, const char *name, const char *reason) {
+  pre_set_message_args(name, reason ? reason : std::strerror(errno));
+  pre_fatal(status);
+}
+
+void pre_write_file(const char *name, const char *data, std::size_t size) {
+  std::FILE *f = pre_fopen(name, "w");
+  if (!f) pre_fatal_file(STATUS_CREATE_FAILED, name);
+  if (std::fwrite(data, 1, size, f) != size || std::fflush(f) != 0) {
+    int error = errno;
+    pre_fclose(f);
+    errno = error;
+    pre_fatal_file(STATUS_WRITE_FAILED, name);
+  }
+  if (pre_fclose(f) != 0) pre_fatal_file(STATUS_CLOSE_FAILED, name);
 }
 
 // --- settings log -------------------------------------------------------------------

@@ -2,19 +2,20 @@
 #ifndef QUB_PREERROR_PREERROR_H
 #define QUB_PREERROR_PREERROR_H
 
+#include <cstddef>
 #include <cstdio>
 
-// Highest status of the message table.
-constexpr int PRE_LAST_STATUS = 38;
+#include "preerror/status.h"
 
 // Message arguments: copies cut at 999 characters; an absent text becomes "(null)".
 void pre_set_message_args(const char *text1, const char *text2);
 void pre_set_message_line(unsigned long line);
 
-// Mode 0 prints and returns; mode 1 prints and ends the process with exit status 1;
-// mode 2 returns for a warning or a note, and ends the process otherwise.
-// Status 6 prints the usage text on stdout and exits 0.
-void pre_report(int status, int mode);
+// Prints the message of status (if its class is shown), then acts by mode: see
+// report_mode. STATUS_USAGE prints the usage text on stdout and exits 0.
+void pre_report(pre_status status, report_mode mode);
+// pre_report(status, REPORT_FATAL): prints and ends the process with exit status 1.
+[[noreturn]] void pre_fatal(pre_status status);
 
 // The whole formatted message, "QUB++ error %d: %s\n" or "QUB++ warning %d: %s\n",
 // in a static buffer; the message arguments are cleared.
@@ -31,6 +32,14 @@ bool pre_is_error(int status);
 std::FILE *pre_fopen(const char *name, const char *mode);
 int pre_fclose(std::FILE *stream);
 void pre_close_all_files();
+
+// Failures of a file the tool writes: status (STATUS_CREATE_FAILED, STATUS_WRITE_FAILED,
+// STATUS_CLOSE_FAILED, ...) with the file's name and reason, the system's error text
+// when reason is null. Ends the process.
+[[noreturn]] void pre_fatal_file(pre_status status, const char *name, const char *reason = nullptr);
+// Writes a whole file: creates it, writes size bytes and closes it, ending the process
+// with STATUS_CREATE_FAILED, STATUS_WRITE_FAILED or STATUS_CLOSE_FAILED on failure.
+void pre_write_file(const char *name, const char *data, std::size_t size);
 
 // Settings log, folded at 75 columns.
 bool pre_log_open(const char *prefix);

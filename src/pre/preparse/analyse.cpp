@@ -8,11 +8,11 @@
 #include "preparse/lookahead.h"
 #include "preparse/scanner.h"
 
-int pre_analyse_file(const char *preprocessed_path, const char *source_name) {
+pre_status pre_analyse_file(const char *preprocessed_path, const char *source_name) {
   pre_reset_parse_state(source_name);
   pre_skip_reset();
   pre_reset_counters();
-  int status = pre_open_source(preprocessed_path);
+  pre_status status = pre_open_source(preprocessed_path);
   if (status != STATUS_OK) return status;
   while (pre_copy_token() != TOK_EOF) {
   }

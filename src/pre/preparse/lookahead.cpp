@@ -37,8 +37,7 @@ pre_text_list *queue() {
 [[noreturn]] void token_too_big() {
   pre_set_message_args(current_file_name, "");
   pre_set_message_line(line_number);
-  pre_report(33, 1);
-  std::exit(1);
+  pre_fatal(STATUS_CAPACITY);
 }
 
 void append_blank() {

@@ -120,12 +120,11 @@ void close_input() {
   g_scan.input = nullptr;
 }
 
-[[noreturn]] void fatal(int status, const char *text) {
+[[noreturn]] void fatal(pre_status status, const char *text) {
   pre_set_message_args(message_file(), text);
   pre_set_message_line(line_number);
   close_input();
-  pre_report(status, 1);
-  std::exit(1);
+  pre_fatal(status);
 }
 
 // --- reading lines ---------------------------------------------------------------
@@ -142,7 +141,7 @@ bool read_line(unsigned char *dst) {
       s.chunk_len = std::fread(s.chunk, 1, READ_CHUNK, s.input);
       s.chunk_pos = 0;
       if (s.chunk_len < READ_CHUNK) {
-        if (std::ferror(s.input)) fatal(24, std::strerror(errno ? errno : EIO));
+        if (std::ferror(s.input)) fatal(STATUS_READ_FAILED, std::strerror(errno ? errno : EIO));
         s.chunk_last = true;
       }
       if (s.chunk_len == 0) break;
@@ -670,7 +669,7 @@ std::uint32_t scan_raw_continuation() {
   if (!read_line(s.line_buf)) {
     char text[64];
     std::snprintf(text, sizeof text, "When searching raw string end ...%.19s", s.raw_end);
-    fatal(24, text);
+    fatal(STATUS_READ_FAILED, text);
   }
   return scan_raw_body();
 }
@@ -850,7 +849,7 @@ std::uint32_t scan_identifier() {
   if (len >= 4 && std::memcmp(t, "qub_", 4) == 0) {
     pre_set_message_args(message_file(), "");
     pre_set_message_line(line_number);
-    pre_report(10, 0);
+    pre_report(STATUS_QUB_IDENTIFIER, REPORT_CONTINUE);
   }
   if (s.cur == '"' && is_string_prefix(t, len)) {
     bool raw = std::memchr(t, 'R', len) != nullptr;
@@ -1140,7 +1139,7 @@ bool pre_parse_line_marker(const char *line, pre_line_marker *marker) {
   return true;
 }
 
-int pre_open_source(const char *path) {
+pre_status pre_open_source(const char *path) {
   scanner_state &s = g_scan;
   close_input();
   std::size_t len = std::strlen(path);
@@ -1149,7 +1148,7 @@ int pre_open_source(const char *path) {
   s.input = pre_fopen(path, "r");
   if (!s.input) {
     pre_set_message_args(path, std::strerror(errno));
-    return 22;
+    return STATUS_OPEN_FAILED;
   }
   s.token_out = nullptr;
   s.token_len = 0;
@@ -1249,7 +1248,7 @@ int pre_peek_char() {
 
 bool pre_space_follows() { return is_blank(g_scan.pending); }
 
-void pre_syntax_error(const char *text) { fatal(26, text); }
+void pre_syntax_error(const char *text) { fatal(STATUS_SYNTAX_ERROR, text); }
 
 void pre_close_source() { close_input(); }
 

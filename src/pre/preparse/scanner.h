@@ -5,13 +5,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "preerror/status.h"
 #include "preparse/token.h"
 
 // Longest string literal piece before it is split into adjacent literals.
 constexpr std::uint32_t STRING_SPLIT_AT = 14989;
 
-// Opens the preprocessed file; 21, or 22 with the message arguments set.
-int pre_open_source(const char *path);
+// Opens the preprocessed file; STATUS_OK, or STATUS_OPEN_FAILED with the message
+// arguments set.
+pre_status pre_open_source(const char *path);
 // Scans the next token into buffer (15001 bytes) and returns its kind.
 std::uint32_t pre_next_token(char *buffer);
 // Next character with no tokenising; 0 at the end or with no file open.

@@ -27,7 +27,7 @@ bool path_chars_equal(const char *a, const char *b, std::size_t n) {
   return true;
 }
 
-void out_of_memory() { pre_report(23, 1); }
+void out_of_memory() { pre_fatal(STATUS_OUT_OF_MEMORY); }
 
 // The current directory, read once and kept; failure ends the run with status 12.
 const char *current_directory() {
@@ -35,7 +35,7 @@ const char *current_directory() {
     std::string cwd;
     if (!pre_current_directory(&cwd) || cwd.empty()) {
       pre_set_message_args(pre_system_error_text(), "");
-      pre_report(12, 1);
+      pre_fatal(STATUS_NO_CURRENT_DIRECTORY);
       return "/";
     }
     g_path.current_directory = pre_xstrdup(cwd.c_str());
@@ -93,7 +93,7 @@ bool list_selects(const char *list, const char *path) {
   for (const char *v = pre_path_conf_hooks.first(list, &iterator); v; v = pre_path_conf_hooks.next(&iterator)) {
     if (std::strchr(v, '?')) {
       pre_set_message_args(list, v);
-      pre_report(0, 1);
+      pre_fatal(STATUS_BAD_PARAMETER_VALUE);
       return true;
     }
     if (!*v) continue;

@@ -169,15 +169,13 @@ const char *symbol_error_text(const char *fallback) {
 }
 
 void symbol_temp_write_failed() {
-  pre_set_message_args(g_symbol.temp_name, symbol_error_text("write failed"));
-  pre_report(34, 1);
+  pre_fatal_file(STATUS_WRITE_FAILED, g_symbol.temp_name, symbol_error_text("write failed"));
 }
 
 void symbol_read_temp_line() {
   errno = 0;
   if (!std::fgets(g_symbol.temp_buffer, static_cast<int>(MAX_TOKEN), g_symbol.temp_file)) {
-    pre_set_message_args(g_symbol.temp_name, symbol_error_text("unexpected end of file"));
-    pre_report(24, 1);
+    pre_fatal_file(STATUS_READ_FAILED, g_symbol.temp_name, symbol_error_text("unexpected end of file"));
   }
 }
 
@@ -260,10 +258,7 @@ void pre_symbol_begin_file(const char *source_id) {
     g_symbol.temp_file = nullptr;
   }
   g_symbol.temp_file = pre_fopen(g_symbol.temp_name, "w+");
-  if (!g_symbol.temp_file) {
-    pre_set_message_args(g_symbol.temp_name, std::strerror(errno));
-    pre_report(9, 1);
-  }
+  if (!g_symbol.temp_file) pre_fatal_file(STATUS_CREATE_FAILED, g_symbol.temp_name);
   check_write(std::fprintf(g_symbol.temp_file, "@%s\n", source_id));
   std::uint32_t mode = g_run.instrument_decision ? 3u : 1u;
   if (g_run.instrument_multicondition) mode |= 4u;
@@ -312,7 +307,7 @@ void pre_symbol_record(std::uint32_t counter, std::uint32_t kind, std::uint32_t 
     copy = pre_str_replace_all(pre_xstrdup(shown), "\n", "");
     if (!copy) {
       pre_set_message_args("", "");
-      pre_report(23, 1);
+      pre_fatal(STATUS_OUT_OF_MEMORY);
     }
     shown = copy;
   }

@@ -33,12 +33,11 @@ pre_signal_save g_signals = {{nullptr, nullptr, nullptr}, false};
 
 // --- reports ------------------------------------------------------------------------------
 
-void fail(int status, const char *name, const char *text) {
-  pre_set_message_args(name, text);
-  pre_report(status, 1);
+[[noreturn]] void fail(pre_status status, const char *name, const char *text) {
+  pre_fatal_file(status, name, text);
 }
 
-void symbol_write_failed() { fail(34, g_symbol.symbol_path, symbol_error_text("write failed")); }
+void symbol_write_failed() { fail(STATUS_WRITE_FAILED, g_symbol.symbol_path, symbol_error_text("write failed")); }
 
 void write_symbol(const char *text) {
   if (std::fputs(text, g_symbol.symbol_file) < 0) symbol_write_failed();
@@ -71,7 +70,7 @@ void verbose(const char *format) {
 void read_symbol_line() {
   errno = 0;
   if (!std::fgets(g_symbol.line_buffer, static_cast<int>(MAX_TOKEN), g_symbol.symbol_file))
-    fail(24, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
+    fail(STATUS_READ_FAILED, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
   std::size_t length = std::strlen(g_symbol.line_buffer);
   g_symbol.read_offset += length;
   if (length > 1 && g_symbol.line_buffer[length - 1] == '\n') {
@@ -132,12 +131,12 @@ bool take_lock_file(const char *path, long max_wait) {
   }
 }
 
-void remove_lock_file(int mode) {
+void remove_lock_file(report_mode mode) {
   if (!g_symbol.lock_held) return;
   g_symbol.lock_held = false;
   if (unlink(g_symbol.lock_path) != 0) {
     pre_set_message_args(g_symbol.lock_path, std::strerror(errno));
-    pre_report(18, mode);
+    pre_report(STATUS_LOCK_REMOVE_FAILED, mode);
   }
 }
 
@@ -201,7 +200,7 @@ void merge_existing_file(const char *source_id) {
   read_symbol_line();
   if (std::strcmp(g_symbol.line_buffer, IDENTIFICATION) != 0) {
     pre_set_message_args(g_symbol.symbol_path, "");
-    pre_report(2, 1);
+    pre_fatal(STATUS_BAD_SYMBOL_STAMP);
   }
   read_symbol_line();
   bool found = false;
@@ -229,7 +228,7 @@ void merge_existing_file(const char *source_id) {
     long long stored_time_stamp = 0;
     int fields = std::sscanf(g_symbol.line_buffer, "%u %lld %08X %u %u %u", &stored_mode, &stored_time_stamp,
                              &stored_fingerprint, &stored_revision, &stored_word, &extra);
-    if (fields != 5) fail(24, g_symbol.symbol_path, "bad description head");
+    if (fields != 5) fail(STATUS_READ_FAILED, g_symbol.symbol_path, "bad description head");
     g_symbol.stored_time_stamp = stored_time_stamp;
     g_symbol.stored_fingerprint = stored_fingerprint;
     bool changed = stored_mode != g_symbol.mode_bits || records_differ();
@@ -274,7 +273,7 @@ lock_mode read_lock_mode(long *max_wait) {
   long parsed = std::strtol(value, &end, 0);
   if (end == value || *end != '\0') {
     pre_set_message_args(LOCK_VARIABLE, value);
-    pre_report(4, 1);
+    pre_fatal(STATUS_BAD_ENVIRONMENT_VALUE);
   }
   *max_wait = parsed;
   return parsed >= 1 ? LOCK_FILE : LOCK_NONE;
@@ -358,7 +357,7 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   lock_mode mode = read_lock_mode(&max_wait);
   pre_signals_ignore(&g_signals);
   if (mode == LOCK_FILE) {
-    if (!take_lock_file(g_symbol.lock_path, max_wait)) fail(17, g_symbol.lock_path, std::strerror(errno));
+    if (!take_lock_file(g_symbol.lock_path, max_wait)) fail(STATUS_LOCK_CREATE_FAILED, g_symbol.lock_path, std::strerror(errno));
     g_symbol.lock_held = true;
   }
   long size = 0;
@@ -368,17 +367,17 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     if (!g_symbol.symbol_file) {
       g_symbol.symbol_file = pre_fopen(g_symbol.symbol_path, "a+");
       second_route = true;
-      if (!g_symbol.symbol_file) fail(9, g_symbol.symbol_path, std::strerror(errno));
+      if (!g_symbol.symbol_file) fail(STATUS_CREATE_FAILED, g_symbol.symbol_path, std::strerror(errno));
     }
     if (mode == LOCK_SYSTEM && !pre_lock_file_region(g_symbol.symbol_file))
-      fail(17, g_symbol.symbol_path, std::strerror(errno));
+      fail(STATUS_LOCK_CREATE_FAILED, g_symbol.symbol_path, std::strerror(errno));
     if (std::fseek(g_symbol.symbol_file, 0, SEEK_END) != 0 || (size = std::ftell(g_symbol.symbol_file)) < 0)
-      fail(24, g_symbol.symbol_path, std::strerror(errno));
+      fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
     if (!second_route || size == 0) break;
     // It exists, yet could not be opened for update: someone else may be creating it.
     pre_fclose(g_symbol.symbol_file);
     g_symbol.symbol_file = nullptr;
-    if (attempt == 2) fail(9, g_symbol.symbol_path, "Too many QUB processes");
+    if (attempt == 2) fail(STATUS_CREATE_FAILED, g_symbol.symbol_path, "Too many QUB processes");
     pre_sleep_ms(3 * attempt);
   }
   std::rewind(g_symbol.symbol_file);
@@ -388,15 +387,15 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     merge_existing_file(source_id);
   std::FILE *symbol_file = g_symbol.symbol_file;
   g_symbol.symbol_file = nullptr;
-  if (pre_fclose(symbol_file) != 0) fail(5, g_symbol.symbol_path, std::strerror(errno));
-  remove_lock_file(1);
+  if (pre_fclose(symbol_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.symbol_path, std::strerror(errno));
+  remove_lock_file(REPORT_FATAL);
   pre_signals_restore(&g_signals);
   std::FILE *temp_file = g_symbol.temp_file;
   g_symbol.temp_file = nullptr;
-  if (pre_fclose(temp_file) != 0) fail(5, g_symbol.temp_name, std::strerror(errno));
+  if (pre_fclose(temp_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.temp_name, std::strerror(errno));
 }
 
-void pre_symbol_unlock() { remove_lock_file(0); }
+void pre_symbol_unlock() { remove_lock_file(REPORT_CONTINUE); }
 
 void pre_symbol_reset() {
   if (g_symbol.temp_file) pre_fclose(g_symbol.temp_file);
