@@ -45,7 +45,7 @@ void read_limits() {
 
 // Characters that the POSIX shell would treat in a word.
 bool shell_special(char c) {
-  return std::strchr(" \t\n|&;<>()$`\\\"'*?[]", c) != nullptr;
+  return std::strchr(" \t\n|&;<>()$`\\\"'*?[]{}!", c) != nullptr;
 }
 
 std::string quoted(const char *word) {
@@ -223,6 +223,60 @@ std::string pre_unescape_quotes(const char *word) {
       out.append(n, '\\');
   }
   return out;
+}
+
+char *pre_escape_quotes(const char *word) {
+  std::string out;
+  std::size_t run = 0;  // backslashes directly in front
+  for (const char *p = word; *p; p++) {
+    if (*p == '"') out.append(run + 1, '\\');
+    run = *p == '\\' ? run + 1 : 0;
+    out += *p;
+  }
+  return pre_xstrdup(out.c_str());
+}
+
+void pre_split_gnu_words(const char *text, pre_list *words) {
+  std::string word;
+  bool in_word = false, escaped = false;
+  char quote = 0;
+  for (const char *p = text; *p; p++) {
+    char c = *p;
+    if (escaped) {
+      word += c;
+      escaped = false;
+    } else if (c == '\\') {
+      escaped = in_word = true;
+    } else if (quote) {
+      if (c == quote)
+        quote = 0;
+      else
+        word += c;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+      in_word = true;
+    } else if (std::strchr(" \t\n\r\f\v", c)) {
+      if (in_word) pre_list_add(words, pre_xstrdup(word.c_str()));
+      word.clear();
+      in_word = false;
+    } else {
+      word += c;
+      in_word = true;
+    }
+  }
+  if (in_word) pre_list_add(words, pre_xstrdup(word.c_str()));
+}
+
+bool pre_read_whole_file(const char *path, std::string *content) {
+  std::FILE *f = std::fopen(path, "rb");
+  if (!f) return false;
+  char buffer[8192];
+  std::size_t got;
+  content->clear();
+  while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0) content->append(buffer, got);
+  bool ok = !std::ferror(f);
+  std::fclose(f);
+  return ok;
 }
 
 char *pre_quote_if_needed(const char *escaped) {
