@@ -174,6 +174,8 @@ void name_dependency_output(file_record *r, const std::string &named, const std:
   for (pre_list_node *n = r->preproc_flags->head; n; n = n->next) {
     const char *w = static_cast<const char *>(n->item);
     if (std::strcmp(w, "-MD") == 0 || std::strcmp(w, "-MMD") == 0) wanted = true;
+    // -Wp,-MD,FILE and -Wp,-MMD,FILE: the same, with the file named.
+    if (std::strncmp(w, "-Wp,-MD,", 8) == 0 || std::strncmp(w, "-Wp,-MMD,", 9) == 0) wanted = file_given = true;
     if (std::strncmp(w, "-MF", 3) == 0) file_given = true;
     if (std::strncmp(w, "-MT", 3) == 0 || std::strncmp(w, "-MQ", 3) == 0) target_given = true;
   }

@@ -12,6 +12,7 @@
 
 #include "base/base.h"
 #include "command/command.h"
+#include "command/signals.h"
 #include "driver/options.h"
 #include "command/tempfile.h"
 #include "config/config.h"
@@ -170,8 +171,19 @@ void set_exit_arguments(int wait_status) {
 bool spawn_and_wait(const char *program, std::vector<char *> &argv, bool search) {
   argv.push_back(nullptr);
   pid_t pid = 0;
-  int rc = search ? posix_spawnp(&pid, program, nullptr, nullptr, argv.data(), environ)
-                  : posix_spawn(&pid, program, nullptr, nullptr, argv.data(), environ);
+  // The child leads a process group of its own, so that a stop of the run can end it
+  // with everything it started; the stop handler learns of it before it can run.
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setpgroup(&attr, 0);
+  sigset_t saved;
+  pre_hold_stop_signals(&saved);
+  int rc = search ? posix_spawnp(&pid, program, nullptr, &attr, argv.data(), environ)
+                  : posix_spawn(&pid, program, nullptr, &attr, argv.data(), environ);
+  posix_spawnattr_destroy(&attr);
+  if (rc == 0) pre_set_running_child(pid);
+  pre_release_stop_signals(&saved);
   if (rc != 0) {
     pre_set_message_args(": ", std::strerror(rc));
     std::fflush(stderr);
@@ -180,11 +192,13 @@ bool spawn_and_wait(const char *program, std::vector<char *> &argv, bool search)
   int status = 0;
   while (waitpid(pid, &status, 0) < 0) {
     if (errno != EINTR) {
+      pre_set_running_child(0);
       pre_set_message_args(": ", std::strerror(errno));
       std::fflush(stderr);
       return false;
     }
   }
+  pre_set_running_child(0);
   std::fflush(stderr);
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
   set_exit_arguments(status);

@@ -9,6 +9,7 @@
 #include "base/base.h"
 #include "command/command.h"
 #include "command/language.h"
+#include "command/signals.h"
 #include "command/tempfile.h"
 #include "config/config.h"
 #include "driver/options.h"
@@ -63,6 +64,7 @@ void pre_print_banner() {
 
 int pre_main(int argc, char **argv) {
   pre_install_failure_handler();
+  pre_install_stop_handlers();
   std::set_new_handler(out_of_memory);
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::setvbuf(stderr, nullptr, _IONBF, 0);
