@@ -163,7 +163,7 @@ int report_run(const std::vector<std::string> &args) {
         }
         text += "All test cases:\n";
       }
-      status = write_output(cmd.output, text + output_text(r, ctx));
+      status = write_output(cmd.output, text + (cmd.summary_only ? output_text_summary(r) : output_text(r, ctx)));
       break;
     }
     case FORMAT_JSON: status = write_output(cmd.output, output_json(r, ctx)); break;

@@ -37,6 +37,10 @@ TEST_F(cli, DefaultsWorkWhereTheBuildRan) {
   EXPECT_EQ(r.err, "");
   EXPECT_NE(r.out.find("Coverage report of MON.sym with MON.dat\n"), std::string::npos);
   EXPECT_NE(r.out.find("\nTotal                        6/7 85.7%         27/34 79.4%"), std::string::npos) << r.out;
+  result summary = report("--summary");
+  EXPECT_EQ(summary.out.rfind("Directory / file ", 0), 0u) << summary.out;
+  EXPECT_EQ(summary.out.find("Not covered"), std::string::npos);
+  EXPECT_NE(r.out.find(summary.out), std::string::npos);
 }
 
 TEST_F(cli, NoDataFileYetIsAWarningAndZeroCounts) {

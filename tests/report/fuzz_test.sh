@@ -11,9 +11,16 @@ flags=(-g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=undefine
 cd "$scratch"
 clang "${flags[@]}" -std=c99 -c "$src/runtime/qub_data.c" -I"$src/runtime" -o qub_data.o
 common=("$src/pre/symbol/symfile_read.cpp" "$src/report"/{counts,data_in,format,mcdc,out_cobertura,out_json,out_lcov,out_lines,out_text,report}.cpp)
+objects=(qub_data.o)
+for source in "${common[@]}"; do
+  object=$(basename "$source" .cpp).o
+  clang++ "${flags[@]}" -std=c++17 -I"$src/pre" -I"$src/report" -I"$src/runtime" -c "$source" -o "$object" 2>build.log ||
+    { cat build.log; fail "cannot build $source"; }
+  objects+=("$object")
+done
 for target in symfile datafile; do
   clang++ "${flags[@]}" -std=c++17 -I"$src/pre" -I"$src/report" -I"$src/runtime" \
-    "$here/fuzz/fuzz_$target.cpp" "${common[@]}" qub_data.o -o "fuzz_$target" 2>build.log ||
+    "$here/fuzz/fuzz_$target.cpp" "${objects[@]}" -o "fuzz_$target" 2>build.log ||
     { cat build.log; fail "cannot build fuzz_$target"; }
 done
 
