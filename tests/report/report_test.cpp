@@ -141,6 +141,25 @@ TEST_F(demo_fixture, CountsOfAnotherBuildAreLeftOutWithAWarning) {
   EXPECT_EQ(r.modules[0].state, MODULE_MATCHED);
 }
 
+TEST_F(demo_fixture, CountsOfTwoBuildsUseTheMatchingOne) {
+  counts_data old;
+  for (const counts_testcase &t : data.testcases) {
+    counts_testcase copy = t;
+    for (counts_module &m : copy.modules) m.fingerprint ^= 0x100;
+    old.testcases.push_back(copy);
+  }
+  std::string message;
+  ASSERT_TRUE(counts_merge(&data, old, &message));
+  report r = build();
+  ASSERT_EQ(r.warnings.size(), 2u);
+  EXPECT_EQ(r.warnings[0].number, 117);
+  EXPECT_NE(r.warnings[0].text.find("src/demo.c: the data also holds counts of another build (time stamp 1700000000, "
+                                    "fingerprint FA2EC6DD); they are left out"),
+            std::string::npos)
+      << r.warnings[0].text;
+  EXPECT_EQ(figures(r.total), (strings{"6/7", "27/34", "15/18", "7/10", "7/10"}));
+}
+
 TEST_F(demo_fixture, SameFingerprintOtherTimeStampIsUsedWithAWarning) {
   for (counts_testcase &t : data.testcases)
     for (counts_module &m : t.modules) m.time_stamp += 5;
