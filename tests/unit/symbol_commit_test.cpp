@@ -2,7 +2,11 @@
 // the names, and the refusals of bad symbol files and bad settings.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -10,6 +14,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "symbol_file_check.h"
 #include "symbol_test_support.h"
 
 namespace {
@@ -148,14 +153,12 @@ TEST_F(SymbolTest, ChangedDescriptionIsUpdatedInPlace) {
   EXPECT_EQ(head_fields(after[1]).at(1), std::to_string(pre_symbol_time_stamp()));
   EXPECT_EQ(after[2].lines, before[2].lines);
 
-  // Shorter again: the end mark comes earlier and stale bytes stay behind it.
+  // Shorter again: the file ends at its end mark.
   std::size_t long_size = symtest::read_file(sym_path()).size();
   commit_example("b.c");
   std::string text = symtest::read_file(sym_path());
-  EXPECT_EQ(text.size(), long_size);
-  std::size_t end_mark = text.find("END OF SYMBOLFILE\n");
-  ASSERT_NE(end_mark, std::string::npos);
-  EXPECT_LT(end_mark + 18, text.size());
+  EXPECT_LT(text.size(), long_size);
+  EXPECT_EQ(text.find("END OF SYMBOLFILE\n"), text.size() - 18);
   after = descriptions_of(text);
   ASSERT_EQ(after.size(), 3u);
   EXPECT_EQ(after[1].lines.size(), before[1].lines.size());
@@ -179,6 +182,20 @@ TEST_F(SymbolTest, ChangeInTheSameSecondRaisesTheTimeStampByOne) {
   EXPECT_EQ(pre_symbol_time_stamp(), taken + 1);
   std::vector<description> ds = descriptions_of(symtest::read_file(sym_path()));
   EXPECT_EQ(head_fields(ds.at(0)).at(1), std::to_string(taken + 1));
+}
+
+TEST_F(SymbolTest, TimeStampsOfOneSourceNeverRepeat) {
+  // Changes faster than the clock: every revision gets a time stamp of its own.
+  std::vector<long long> stamps;
+  for (int i = 0; i < 6; i++) {
+    commit_example("a.c", i % 2 == 1);
+    stamps.push_back(pre_symbol_time_stamp());
+  }
+  for (std::size_t i = 1; i < stamps.size(); i++) EXPECT_GT(stamps[i], stamps[i - 1]) << "revision " << i;
+  // A stored time stamp ahead of the clock is still passed.
+  set_stored_time_stamp(sym_path(), "a.c", stamps.back() + 100);
+  commit_example("a.c", false);
+  EXPECT_EQ(pre_symbol_time_stamp(), stamps.back() + 101);
 }
 
 TEST_F(SymbolTest, AnotherModeCountsAsAChange) {
@@ -209,6 +226,137 @@ TEST_F(SymbolTest, TrailingBlanksOfStoredLinesAreNotCopiedAgain) {
   // The stored name with blanks still matches its source.
   commit_example("b.c");
   EXPECT_EQ(descriptions_of(symtest::read_file(sym_path())).size(), 2u);
+}
+
+TEST_F(SymbolTest, RecordTextEndingInBlanksKeepsARebuildUnchanged) {
+  auto describe = [] {
+    pre_reset_counters();
+    pre_symbol_begin_file("a.c");
+    pre_symbol_record(pre_next_function_counter(), 0, 0, 1, 0, "f");
+    pre_symbol_record(pre_next_decision_counter(), 20, 1, 2, 0, "x > 0 ");
+    pre_symbol_record(0, 42, 1, 3, 0, "   ");
+    pre_symbol_record(0, 2, 0, 4, 0, "f");
+    pre_symbol_commit("a.c", 4);
+  };
+  describe();
+  long long first = pre_symbol_time_stamp();
+  std::string stored = symtest::read_file(sym_path());
+  EXPECT_NE(stored.find("\n20 2 0 0 1 x > 0\n42 3 0 0 1\n"), std::string::npos) << stored;
+  // The fingerprint covers the lines as stored.
+  std::vector<description> ds = descriptions_of(stored);
+  ASSERT_EQ(ds.size(), 1u);
+  std::string covered = ds[0].lines[1].substr(0, 2);
+  for (std::size_t i = 2; i < ds[0].lines.size(); i++) covered += ds[0].lines[i];
+  EXPECT_EQ(pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()),
+            std::stoul(head_fields(ds[0]).at(2), nullptr, 16));
+
+  g_run.verbose = true;
+  ::testing::internal::CaptureStderr();
+  describe();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), verbose_line("qub: unchanged file in "));
+  EXPECT_EQ(pre_symbol_time_stamp(), first);
+  EXPECT_EQ(symtest::read_file(sym_path()), stored);
+}
+
+// --- crashes and full disks ---------------------------------------------------------------------
+
+// A symbol file of n well-formed descriptions of one function each.
+std::string symbol_file_of(int n) {
+  std::string covered = "3 0 1 0 0 0 f%1,1,0,0,0,0";
+  char fingerprint[16];
+  std::snprintf(fingerprint, sizeof fingerprint, "%08X",
+                pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()));
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < n; i++)
+    text += "@file" + std::to_string(i) + ".c\n3 1700000000 " + fingerprint + " 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+  return text + "END OF SYMBOLFILE\n";
+}
+
+// Entries of the directory whose names begin with the prefix.
+std::vector<std::string> entries_with_prefix(const std::string &dir, const std::string &prefix) {
+  std::vector<std::string> names;
+  std::string listing = qubtest::run_command("ls -A '" + dir + "'").output;
+  for (const std::string &name : symtest::split_lines(listing))
+    if (name.rfind(prefix, 0) == 0) names.push_back(name);
+  return names;
+}
+
+TEST_F(SymbolTest, KilledDuringAnUpdateLeavesTheOldFileOrTheNew) {
+  const int n = 10000;
+  const std::string original = symbol_file_of(n);
+  // The change of the first description makes everything behind it move.
+  auto commit_in_child = [this] {
+    std::fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+      pre_symbol_reset();
+      commit_example("file0.c");
+      _exit(0);
+    }
+    return child;
+  };
+  // The shortest of three whole commits: the kills are spread over that time.
+  double whole = 1e12;
+  pid_t child = 0;
+  int status = 0;
+  for (int i = 0; i < 3; i++) {
+    symtest::write_file(sym_path(), original);
+    auto start = std::chrono::steady_clock::now();
+    child = commit_in_child();
+    waitpid(child, &status, 0);
+    whole = std::min(whole, std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+
+  int killed = 0;
+  const int trials = 24;
+  for (int t = 0; t < trials; t++) {
+    symtest::write_file(sym_path(), original);
+    child = commit_in_child();
+    usleep(static_cast<useconds_t>(whole * t / trials));
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    if (WIFSIGNALED(status)) killed++;
+    symtest::symbol_file_view view = symtest::check_symbol_file(symtest::read_file(sym_path()));
+    EXPECT_TRUE(view.ok) << "killed after " << whole * t / trials << " us: " << view.why;
+    EXPECT_EQ(view.sources.size(), static_cast<std::size_t>(n));
+    std::size_t records = view.sources["file0.c"].records.size();
+    EXPECT_TRUE(records == 2 || records == 8) << records;
+  }
+  EXPECT_GE(killed, trials / 4);
+}
+
+// Commits a longer description of source as a process that may write no file beyond
+// the given size.
+void commit_with_file_limit(SymbolTest *test, const char *source, rlim_t limit) {
+  test->describe_example(source, true);
+  std::signal(SIGXFSZ, SIG_IGN);
+  struct rlimit size = {limit, limit};
+  if (setrlimit(RLIMIT_FSIZE, &size) != 0) std::_Exit(3);
+  pre_symbol_commit(source, 6);
+}
+
+TEST_F(SymbolTest, WriteFailureLeavesTheOldFileUnchangedWithError34) {
+  commit_example("a.c");
+  commit_example("b.c");
+  const std::string before = symtest::read_file(sym_path());
+  const std::string message =
+      "^QUB\\+\\+ error 34: Cannot write file " + escape_regex(sym_path()) + ": File too large\n$";
+  // Growing a description in the middle, and adding one at the end.
+  for (const char *source : {"a.c", "c.c"}) {
+    EXPECT_EXIT(commit_with_file_limit(this, source, before.size()), ::testing::ExitedWithCode(1), message)
+        << source;
+    EXPECT_EQ(symtest::read_file(sym_path()), before) << source;
+    EXPECT_EQ(entries_with_prefix(dir, "MON.sym"), std::vector<std::string>{"MON.sym"});
+  }
+  // A new symbol file that cannot be written is not left behind half written. The limit
+  // leaves room for the description, not for the file around it.
+  unlink(sym_path().c_str());
+  commit_example("a.c", true);
+  std::size_t whole = symtest::read_file(sym_path()).size();
+  unlink(sym_path().c_str());
+  EXPECT_EXIT(commit_with_file_limit(this, "a.c", whole - 20), ::testing::ExitedWithCode(1), message);
+  EXPECT_EQ(entries_with_prefix(dir, "MON.sym"), std::vector<std::string>{});
 }
 
 // --- names -----------------------------------------------------------------------------------
@@ -264,6 +412,55 @@ TEST_F(SymbolTest, WrongFirstLineIsError2AndLeavesTheFileAlone) {
                 "^QUB\\+\\+ error 2: Bad identification stamp in symbol file " + escape_regex(sym_path()) + "\n$")
         << head;
     EXPECT_EQ(symtest::read_file(sym_path()), text);
+  }
+}
+
+TEST_F(SymbolTest, FirstTwoLinesNotAsWrittenAreError2AndLeaveTheFileAlone) {
+  const std::string rest = "@a.c\n1 5 00000000 0 0\n%1,0,0,0,0,0\nEND OF SYMBOLFILE\n";
+  const std::string good_date = "Mon Jan  1 00:00:00 2024\n";
+  const std::string heads[] = {
+      "QUB++ sym 9  \n" + good_date,                      // blanks behind the identification
+      "QUB++ sym 9\r\n" + good_date,
+      "QUB++ sym 9\nbroken\n",                            // a damaged date line
+      "QUB++ sym 9\n\n",
+      "QUB++ sym 9\nMon Jan  1 00:00:00 2024 \n",         // 25 characters
+      "QUB++ sym 9\nMon Jan  1 00:00:00 202\n",           // 23 characters
+      "QUB++ sym 9\nXyz Jan  1 00:00:00 2024\n",
+      "QUB++ sym 9\nMon Jan 1  00:00:00 2024\n",
+      "QUB++ sym 9\nMon Jan  1 00-00:00 2024\n",
+  };
+  for (const std::string &head : heads) {
+    symtest::write_file(sym_path(), head + rest);
+    EXPECT_EXIT(commit_example("b.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 2: Bad identification stamp in symbol file " + escape_regex(sym_path()) + "\n$")
+        << head;
+    EXPECT_EQ(symtest::read_file(sym_path()), head + rest);
+  }
+  // Every form that the date takes is accepted.
+  for (const char *date : {"Sun Dec 31 23:59:59 1999", "Wed Feb 29 12:05:09 2040", "Sat Oct 10 01:02:03 2020"}) {
+    symtest::write_file(sym_path(), "QUB++ sym 9\n" + std::string(date) + "\n" + rest);
+    commit_example("b.c");
+    EXPECT_EQ(descriptions_of(symtest::read_file(sym_path())).size(), 2u) << date;
+  }
+}
+
+TEST_F(SymbolTest, NamesWithALineEndAreRefusedBeforeAnythingIsWritten) {
+  commit_example("a.c");
+  std::string before = symtest::read_file(sym_path());
+  const std::string hint = "Type 'qub -h' for usage information\n";
+  for (const char *source : {"x.c\nEND OF SYMBOLFILE\n@y.c", "x\r.c", "\n"}) {
+    EXPECT_EXIT(commit_example(source), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 13: Erroneous command line, file name holds a line feed or carriage return: " +
+                    escape_regex(source) + "\n" + escape_regex(hint) + "$");
+    EXPECT_EQ(symtest::read_file(sym_path()), before);
+  }
+  for (const char *name : {"M\nON", "MON\r"}) {
+    set_symbol_name(dir + "/" + name);
+    std::string symbol = dir + "/" + name + ".sym";
+    EXPECT_EXIT(commit_example("a.c"), ::testing::ExitedWithCode(1),
+                "^QUB\\+\\+ error 13: Erroneous command line, file name holds a line feed or carriage return: " +
+                    escape_regex(symbol) + "\n" + escape_regex(hint) + "$");
+    EXPECT_NE(access(symbol.c_str(), F_OK), 0);
   }
 }
 

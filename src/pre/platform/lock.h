@@ -23,6 +23,36 @@ long pre_read_pid_file(const char *path);
 // process that this user may not signal counts as existing.
 bool pre_process_exists(long pid);
 
+// A lock file that this process created, told apart from any later file of that name.
+struct pre_lock_file_id {
+  unsigned long long device;
+  unsigned long long inode;
+};
+
+// Waits for the lock file at path to be free, at most max_wait seconds while one holder
+// keeps it, and creates it holding this process's identifier. A lock file is stale, and
+// is taken over, when it names this process, when it names a process that no longer
+// exists once the wait is over, or when it holds no identifier and is older than the
+// wait. Taking over is atomic: of several waiters that find one stale file, one takes
+// it. False with errno set when the lock file cannot be had.
+bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken);
+
+// Removes the lock file taken by pre_take_lock_file. False with errno set when it is gone,
+// or is no longer the file that was taken (EEXIST), which is then left alone.
+bool pre_remove_lock_file(const char *path, const pre_lock_file_id *taken);
+
+// Whether path names the file that is open as file (the same device and inode).
+bool pre_is_file_at(std::FILE *file, const char *path);
+
+// Opens path for writing a file that is to replace another: created, or emptied when it
+// exists, never through a symbolic link, with the permissions of the open file like (the
+// default ones when like is null). Null with errno set on failure.
+std::FILE *pre_open_replacement(const char *path, std::FILE *like);
+
+// Writes what file buffers and waits until the disk holds it; closes it either way.
+// False with errno set when anything fails.
+bool pre_close_on_disk(std::FILE *file);
+
 // Pause of a number of milliseconds; 0 gives up the rest of the time slice.
 void pre_sleep_ms(unsigned milliseconds);
 

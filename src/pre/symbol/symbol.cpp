@@ -311,11 +311,14 @@ void pre_symbol_record(std::uint32_t counter, std::uint32_t kind, std::uint32_t 
     }
     shown = copy;
   }
+  // Stored lines never end in blanks: the merge compares them without.
+  int length = static_cast<int>(strnlen(shown, RECORD_TEXT_LIMIT));
+  while (length > 0 && shown[length - 1] == ' ') length--;
   int result;
-  if (*shown)
+  if (length > 0)
     result = std::fprintf(g_symbol.temp_file, "%d %lu %u %d %u %.*s\n", static_cast<int>(kind),
                           static_cast<unsigned long>(line), statements, static_cast<int>(counter), level,
-                          RECORD_TEXT_LIMIT, shown);
+                          length, shown);
   else
     result = std::fprintf(g_symbol.temp_file, "%d %lu %u %d %u\n", static_cast<int>(kind),
                           static_cast<unsigned long>(line), statements, static_cast<int>(counter), level);

@@ -1,7 +1,6 @@
 // The merge of a finished description into the symbol file, under the system lock on
 // the file or under a lock file, and the names of the symbol, data and lock files.
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -24,12 +23,18 @@ namespace {
 const char *const IDENTIFICATION = "QUB++ sym 9\n";
 const char *const END_MARK = "END OF SYMBOLFILE\n";
 const char *const LOCK_VARIABLE = "QUB_LOCK_MAX_WAIT";
-constexpr unsigned LOCK_POLL_MS = 25;
 
 // Locking chosen by QUB_LOCK_MAX_WAIT.
 enum lock_mode { LOCK_SYSTEM, LOCK_FILE, LOCK_NONE };
 
 pre_signal_save g_signals = {{nullptr, nullptr, nullptr}, false};
+pre_lock_file_id g_lock_file = {0, 0};  // the lock file this process created
+std::uint64_t g_line_offset = 0;         // where the line in line_buffer starts
+
+void free_text(char **text) {
+  std::free(*text);
+  *text = nullptr;
+}
 
 // --- reports ------------------------------------------------------------------------------
 
@@ -38,10 +43,6 @@ pre_signal_save g_signals = {{nullptr, nullptr, nullptr}, false};
 }
 
 void symbol_write_failed() { fail(STATUS_WRITE_FAILED, g_symbol.symbol_path, symbol_error_text("write failed")); }
-
-void write_symbol(const char *text) {
-  if (std::fputs(text, g_symbol.symbol_file) < 0) symbol_write_failed();
-}
 
 void write_temp(const char *text) {
   if (std::fputs(text, g_symbol.temp_file) < 0) symbol_temp_write_failed();
@@ -66,13 +67,20 @@ void verbose(const char *format) {
 
 // --- the line reader of the symbol file -----------------------------------------------------
 
-// One line of the symbol file into line_buffer; blanks in front of its line feed go.
-void read_symbol_line() {
+// One line of the symbol file into line_buffer, as stored; its length.
+std::size_t read_raw_symbol_line() {
+  g_line_offset = g_symbol.read_offset;
   errno = 0;
   if (!std::fgets(g_symbol.line_buffer, static_cast<int>(MAX_TOKEN), g_symbol.symbol_file))
     fail(STATUS_READ_FAILED, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
   std::size_t length = std::strlen(g_symbol.line_buffer);
   g_symbol.read_offset += length;
+  return length;
+}
+
+// One line of the symbol file into line_buffer; blanks in front of its line feed go.
+void read_symbol_line() {
+  std::size_t length = read_raw_symbol_line();
   if (length > 1 && g_symbol.line_buffer[length - 1] == '\n') {
     std::size_t end = length - 1;
     while (end > 0 && g_symbol.line_buffer[end - 1] == ' ') end--;
@@ -83,103 +91,154 @@ void read_symbol_line() {
 
 bool begins_entry(const char *line) { return line[0] == '@' || line[0] == 'E'; }
 
-// --- the lock file --------------------------------------------------------------------------
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// Waits for lock_path to be free and creates it with this process's identifier.
-bool take_lock_file(const char *path, long max_wait) {
-  long long limit = max_wait > LLONG_MAX / 1000 ? LLONG_MAX : static_cast<long long>(max_wait) * 1000;
-  long long elapsed = 0;
-  long long blind = 0;  // time spent on a lock file whose holder cannot be read
-  long last = 0;
-  for (;;) {
-    long holder = pre_read_pid_file(path);
-    bool last_try = false;
-    if (holder >= 0) {
-      blind = 0;
-      if (holder != last) {
-        last = holder;
-        pre_sleep_ms(LOCK_POLL_MS);
-        elapsed = LOCK_POLL_MS;
-        continue;
-      }
-      if (elapsed <= limit) {
-        pre_sleep_ms(LOCK_POLL_MS);
-        elapsed += LOCK_POLL_MS;
-        continue;
-      }
-      // The same holder beyond the limit: a holder that is gone leaves its file behind.
-      if (holder > 0 && !pre_process_exists(holder))
-        unlink(path);
-      else
-        last_try = true;
-    }
-    if (pre_create_pid_file(path, static_cast<long>(pre_process_id()))) return true;
-    int error = errno;
-    if (error == ENOENT || error == EACCES || error == EINVAL) return false;
-    if (last_try) return false;
-    if (holder < 0) {
-      // Created by someone else meanwhile, or its holder has not written its
-      // identifier yet: look again after a short pause that counts against the limit.
-      if (blind >= limit) {
-        errno = error;
-        return false;
-      }
-      pre_sleep_ms(1);
-      blind += 1;
-    }
-    errno = error;
+// The second line as the file format writes it: "Www Mmm dd hh:mm:ss yyyy\n".
+bool is_date_line(const char *line) {
+  if (std::strlen(line) != 25 || line[24] != '\n') return false;
+  static const char days[] = "SunMonTueWedThuFriSat";
+  static const char months[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  bool day = false, month = false;
+  for (int i = 0; i < 7; i++) day = day || std::strncmp(line, days + 3 * i, 3) == 0;
+  for (int i = 0; i < 12; i++) month = month || std::strncmp(line + 4, months + 3 * i, 3) == 0;
+  const char *form = "... ... _# ##:##:## ####";  // '#' a digit, '_' a blank or a digit
+  for (int i = 0; i < 24; i++) {
+    char c = line[i];
+    bool fits = form[i] == '.' || (form[i] == '#' && is_digit(c)) ||
+                (form[i] == '_' && (c == ' ' || is_digit(c))) || form[i] == c;
+    if (!fits) return false;
   }
+  return day && month;
 }
+
+void bad_identification() {
+  pre_set_message_args(g_symbol.symbol_path, "");
+  pre_fatal(STATUS_BAD_SYMBOL_STAMP);
+}
+
+// --- the lock file --------------------------------------------------------------------------
 
 void remove_lock_file(report_mode mode) {
   if (!g_symbol.lock_held) return;
   g_symbol.lock_held = false;
-  if (unlink(g_symbol.lock_path) != 0) {
+  if (!pre_remove_lock_file(g_symbol.lock_path, &g_lock_file)) {
     pre_set_message_args(g_symbol.lock_path, std::strerror(errno));
     pre_report(STATUS_LOCK_REMOVE_FAILED, mode);
   }
 }
 
-// --- copying --------------------------------------------------------------------------------
+// --- the new symbol file -------------------------------------------------------------------
+//
+// A change never writes into the symbol file itself: the merged text goes to a new file
+// beside it, which reaches the disk and is then renamed over the old one, while the lock
+// is held. Whatever moment a process dies at, and however full the disk is, the symbol
+// file is the old one or the new one.
 
-// The description into the symbol file at its current position, with the settled head.
-void copy_in() {
-  std::rewind(g_symbol.temp_file);
-  symbol_read_temp_line();
-  write_symbol(g_symbol.temp_buffer);
-  symbol_read_temp_line();
-  if (std::fprintf(g_symbol.symbol_file, "%u %lld %08X %u %u\n", g_symbol.mode_bits, g_symbol.time_stamp,
-                   g_symbol.fingerprint, g_symbol.revision, 0u) < 0)
-    symbol_write_failed();
-  bool line_start = true;
-  for (;;) {
-    symbol_read_temp_line();
-    write_symbol(g_symbol.temp_buffer);
-    std::size_t length = std::strlen(g_symbol.temp_buffer);
-    bool at_end = line_start && g_symbol.temp_buffer[0] == 'E';
-    line_start = length > 0 && g_symbol.temp_buffer[length - 1] == '\n';
-    if (at_end && line_start) break;
+struct replacement_state {
+  std::FILE *file;   // the new file being written
+  char *name;        // its name, until it is renamed or removed
+  bool empty_made;   // the symbol file was empty when locked: no file before this commit
+};
+replacement_state g_new = {nullptr, nullptr, false};
+
+void write_new(const char *text, std::size_t length) {
+  if (std::fwrite(text, 1, length, g_new.file) != length) symbol_write_failed();
+}
+
+void write_new(const char *text) { write_new(text, std::strlen(text)); }
+
+// The name of the new file. Under a lock only the holder writes it, so one name serves
+// and a file left by a process that died is reused; without locking each process has
+// its own.
+std::string replacement_name(bool locked) {
+  std::string name = g_symbol.symbol_path;
+  if (!locked) name += "." + std::to_string(pre_process_id());
+  return name + ".new";
+}
+
+// Starts the new file with the identification and the date of this change.
+void open_replacement(bool locked) {
+  std::string name = replacement_name(locked);
+  g_new.file = pre_open_replacement(name.c_str(), g_new.empty_made ? nullptr : g_symbol.symbol_file);
+  if (!g_new.file) symbol_write_failed();
+  g_new.name = pre_xstrdup(name.c_str());
+  static char buffer[1 << 16];
+  std::setvbuf(g_new.file, buffer, _IOFBF, sizeof buffer);
+  write_new(IDENTIFICATION);
+  std::string date = date_text() + "\n";
+  write_new(date.c_str());
+}
+
+// The new file reaches the disk and takes the place of the symbol file.
+void install_replacement() {
+  std::FILE *file = g_new.file;
+  g_new.file = nullptr;
+  if (!pre_close_on_disk(file) || std::rename(g_new.name, g_symbol.symbol_path) != 0) symbol_write_failed();
+  free_text(&g_new.name);
+  g_new.empty_made = false;
+}
+
+// After a failure: the symbol file stays as it was; an empty one that this commit found
+// goes, so that no file stands where there was none.
+void drop_replacement() {
+  if (g_new.file) std::fclose(g_new.file);
+  g_new.file = nullptr;
+  if (g_new.name) unlink(g_new.name);
+  free_text(&g_new.name);
+  if (g_new.empty_made && g_symbol.symbol_file && pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path))
+    unlink(g_symbol.symbol_path);
+  g_new.empty_made = false;
+}
+
+// Bytes [from, to) of the symbol file, as they stand, into the new file.
+void copy_stored(std::uint64_t from, std::uint64_t to) {
+  if (std::fseek(g_symbol.symbol_file, static_cast<long>(from), SEEK_SET) != 0)
+    fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
+  while (from < to) {
+    std::size_t chunk = to - from < sizeof g_symbol.line_buffer ? static_cast<std::size_t>(to - from)
+                                                                : sizeof g_symbol.line_buffer;
+    errno = 0;
+    if (std::fread(g_symbol.line_buffer, 1, chunk, g_symbol.symbol_file) != chunk)
+      fail(STATUS_READ_FAILED, g_symbol.symbol_path, symbol_error_text("unexpected end of file"));
+    write_new(g_symbol.line_buffer, chunk);
+    from += chunk;
   }
 }
 
-void write_identification() {
-  std::string head = std::string(IDENTIFICATION) + date_text() + "\n";
-  write_symbol(head.c_str());
-}
-
-void finish_temp_for_reading() {
-  if (std::fflush(g_symbol.temp_file) != 0) symbol_temp_write_failed();
+// The description into the new file, with the settled head.
+void copy_in() {
+  std::rewind(g_symbol.temp_file);
+  symbol_read_temp_line();
+  write_new(g_symbol.temp_buffer);
+  symbol_read_temp_line();
+  char head[128];
+  std::snprintf(head, sizeof head, "%u %lld %08X %u %u\n", g_symbol.mode_bits, g_symbol.time_stamp,
+                g_symbol.fingerprint, g_symbol.revision, 0u);
+  write_new(head);
+  for (;;) {
+    errno = 0;
+    std::size_t n = std::fread(g_symbol.temp_buffer, 1, sizeof g_symbol.temp_buffer, g_symbol.temp_file);
+    if (n == 0) {
+      if (std::ferror(g_symbol.temp_file)) {
+        pre_set_message_args(g_symbol.temp_name, symbol_error_text("read failed"));
+        pre_fatal(STATUS_READ_FAILED);
+      }
+      break;
+    }
+    write_new(g_symbol.temp_buffer, n);
+  }
 }
 
 // --- the three cases ------------------------------------------------------------------------
 
-void merge_new_file() {
+void merge_new_file(bool locked) {
   write_temp(END_MARK);
   verbose("qub: creating %s");
   verbose("qub: adding file to %s");
   symbol_compute_fingerprint();
-  write_identification();
+  open_replacement(locked);
   copy_in();
+  install_replacement();
 }
 
 // Compares the stored description with the new one, from the record after the head up to
@@ -196,13 +255,27 @@ bool records_differ() {
   }
 }
 
-void merge_existing_file(const char *source_id) {
-  read_symbol_line();
-  if (std::strcmp(g_symbol.line_buffer, IDENTIFICATION) != 0) {
-    pre_set_message_args(g_symbol.symbol_path, "");
-    pre_fatal(STATUS_BAD_SYMBOL_STAMP);
+// The lines of the symbol file from the one just read into line_buffer up to and including the end
+// mark, into the new file; blanks in front of their line feeds stay behind.
+void copy_rest() {
+  bool line_start = true;
+  for (;;) {
+    write_new(g_symbol.line_buffer);
+    std::size_t length = std::strlen(g_symbol.line_buffer);
+    bool at_end = line_start && g_symbol.line_buffer[0] == 'E';
+    line_start = length > 0 && g_symbol.line_buffer[length - 1] == '\n';
+    if (at_end && line_start) break;
+    read_symbol_line();
   }
-  read_symbol_line();
+}
+
+void merge_existing_file(const char *source_id, bool locked) {
+  // The first two lines exactly as written, or the file is not ours to change.
+  read_raw_symbol_line();
+  if (std::strcmp(g_symbol.line_buffer, IDENTIFICATION) != 0) bad_identification();
+  read_raw_symbol_line();
+  if (!is_date_line(g_symbol.line_buffer)) bad_identification();
+  std::uint64_t first_entry = g_symbol.read_offset;
   bool found = false;
   for (;;) {
     std::uint64_t start = g_symbol.read_offset;
@@ -221,46 +294,51 @@ void merge_existing_file(const char *source_id) {
     write_temp(END_MARK);
     symbol_compute_fingerprint();
     verbose("qub: adding file to %s");
-  } else {
-    symbol_compute_fingerprint();
-    read_symbol_line();
-    unsigned stored_mode = 0, stored_fingerprint = 0, stored_revision = 0, stored_word = 0, extra = 0;
-    long long stored_time_stamp = 0;
-    int fields = std::sscanf(g_symbol.line_buffer, "%u %lld %08X %u %u %u", &stored_mode, &stored_time_stamp,
-                             &stored_fingerprint, &stored_revision, &stored_word, &extra);
-    if (fields != 5) fail(STATUS_READ_FAILED, g_symbol.symbol_path, "bad description head");
-    g_symbol.stored_time_stamp = stored_time_stamp;
-    g_symbol.stored_fingerprint = stored_fingerprint;
-    bool changed = stored_mode != g_symbol.mode_bits || records_differ();
-    if (!changed) {
-      g_symbol.time_stamp = g_symbol.stored_time_stamp;
-      g_symbol.revision = stored_revision;
-      verbose("qub: unchanged file in %s");
-      return;
-    }
-    g_symbol.revision = stored_revision + 1;
-    if (g_symbol.time_stamp == g_symbol.stored_time_stamp) g_symbol.time_stamp += 1;
-    verbose("qub: updating file in %s");
-    // The descriptions behind the old one and the end mark follow the new one.
-    if (std::fseek(g_symbol.temp_file, 0, SEEK_END) != 0) symbol_temp_write_failed();
-    while (!begins_entry(g_symbol.line_buffer)) read_symbol_line();
-    bool line_start = true;
-    for (;;) {
-      write_temp(g_symbol.line_buffer);
-      std::size_t length = std::strlen(g_symbol.line_buffer);
-      bool at_end = line_start && g_symbol.line_buffer[0] == 'E';
-      line_start = length > 0 && g_symbol.line_buffer[length - 1] == '\n';
-      if (at_end && line_start) break;
-      read_symbol_line();
-    }
-    finish_temp_for_reading();
+    open_replacement(locked);
+    copy_stored(first_entry, g_symbol.entry_offset);
+    copy_in();
+    install_replacement();
+    return;
   }
-  if (std::fseek(g_symbol.symbol_file, static_cast<long>(g_symbol.entry_offset), SEEK_SET) != 0)
-    symbol_write_failed();
+  symbol_compute_fingerprint();
+  read_symbol_line();
+  unsigned stored_mode = 0, stored_fingerprint = 0, stored_revision = 0, stored_word = 0, extra = 0;
+  long long stored_time_stamp = 0;
+  int fields = std::sscanf(g_symbol.line_buffer, "%u %lld %08X %u %u %u", &stored_mode, &stored_time_stamp,
+                           &stored_fingerprint, &stored_revision, &stored_word, &extra);
+  if (fields != 5) fail(STATUS_READ_FAILED, g_symbol.symbol_path, "bad description head");
+  g_symbol.stored_time_stamp = stored_time_stamp;
+  g_symbol.stored_fingerprint = stored_fingerprint;
+  bool changed = stored_mode != g_symbol.mode_bits || records_differ();
+  if (!changed) {
+    g_symbol.time_stamp = g_symbol.stored_time_stamp;
+    g_symbol.revision = stored_revision;
+    verbose("qub: unchanged file in %s");
+    return;
+  }
+  g_symbol.revision = stored_revision + 1;
+  // Never a time stamp that this source had before, even when the clock stands still
+  // or went back.
+  if (g_symbol.time_stamp <= g_symbol.stored_time_stamp) g_symbol.time_stamp = g_symbol.stored_time_stamp + 1;
+  verbose("qub: updating file in %s");
+  // What stands in front of the old description, the new one, then what follows the old.
+  while (!begins_entry(g_symbol.line_buffer)) read_symbol_line();
+  std::uint64_t rest_offset = g_line_offset;
+  open_replacement(locked);
+  copy_stored(first_entry, g_symbol.entry_offset);
   copy_in();
-  std::rewind(g_symbol.symbol_file);
-  write_identification();
-  if (std::fflush(g_symbol.symbol_file) != 0) symbol_write_failed();
+  if (std::fseek(g_symbol.symbol_file, static_cast<long>(rest_offset), SEEK_SET) != 0)
+    fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
+  read_symbol_line();
+  copy_rest();
+  install_replacement();
+}
+
+// A name with a line end would break the line it stands on, or plant a line of its own.
+void refuse_line_ends(const char *name) {
+  if (!std::strpbrk(name, "\n\r")) return;
+  pre_set_message_args("file name holds a line feed or carriage return:", name);
+  pre_fatal(STATUS_BAD_COMMAND_LINE);
 }
 
 // Reads QUB_LOCK_MAX_WAIT: the locking it asks for and, for a lock file, the seconds.
@@ -277,11 +355,6 @@ lock_mode read_lock_mode(long *max_wait) {
   }
   *max_wait = parsed;
   return parsed >= 1 ? LOCK_FILE : LOCK_NONE;
-}
-
-void free_text(char **text) {
-  std::free(*text);
-  *text = nullptr;
 }
 
 }  // namespace
@@ -308,6 +381,7 @@ void pre_symbol_settle_names() {
 
 void pre_symbol_prepare() {
   pre_symbol_settle_names();
+  refuse_line_ends(g_symbol.symbol_path);
   if (!g_symbol.temp_name) g_symbol.temp_name = pre_temp_name("", true);
 }
 
@@ -341,6 +415,8 @@ const char *pre_symbol_lock_path() {
 void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   if (!g_symbol.temp_file) return;
   pre_symbol_settle_names();
+  refuse_line_ends(g_symbol.symbol_path);
+  refuse_line_ends(source_id);
   symbol_discard_line_state();
   g_symbol.read_offset = 0;
   g_symbol.entry_offset = 0;
@@ -357,11 +433,12 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   lock_mode mode = read_lock_mode(&max_wait);
   pre_signals_ignore(&g_signals);
   if (mode == LOCK_FILE) {
-    if (!take_lock_file(g_symbol.lock_path, max_wait)) fail(STATUS_LOCK_CREATE_FAILED, g_symbol.lock_path, std::strerror(errno));
+    if (!pre_take_lock_file(g_symbol.lock_path, max_wait, &g_lock_file))
+      fail(STATUS_LOCK_CREATE_FAILED, g_symbol.lock_path, std::strerror(errno));
     g_symbol.lock_held = true;
   }
   long size = 0;
-  for (unsigned attempt = 0;; attempt++) {
+  for (unsigned attempt = 0;;) {
     bool second_route = false;
     g_symbol.symbol_file = pre_fopen(g_symbol.symbol_path, "r+");
     if (!g_symbol.symbol_file) {
@@ -371,6 +448,12 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     }
     if (mode == LOCK_SYSTEM && !pre_lock_file_region(g_symbol.symbol_file))
       fail(STATUS_LOCK_CREATE_FAILED, g_symbol.symbol_path, std::strerror(errno));
+    if (mode == LOCK_SYSTEM && !pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path)) {
+      // Replaced (or removed) while this process waited: lock what stands there now.
+      pre_fclose(g_symbol.symbol_file);
+      g_symbol.symbol_file = nullptr;
+      continue;
+    }
     if (std::fseek(g_symbol.symbol_file, 0, SEEK_END) != 0 || (size = std::ftell(g_symbol.symbol_file)) < 0)
       fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
     if (!second_route || size == 0) break;
@@ -379,12 +462,16 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     g_symbol.symbol_file = nullptr;
     if (attempt == 2) fail(STATUS_CREATE_FAILED, g_symbol.symbol_path, "Too many QUB processes");
     pre_sleep_ms(3 * attempt);
+    attempt++;
   }
   std::rewind(g_symbol.symbol_file);
+  bool locked = mode != LOCK_NONE;
+  g_new.empty_made = size == 0;
   if (size == 0)
-    merge_new_file();
+    merge_new_file(locked);
   else
-    merge_existing_file(source_id);
+    merge_existing_file(source_id, locked);
+  g_new.empty_made = false;
   std::FILE *symbol_file = g_symbol.symbol_file;
   g_symbol.symbol_file = nullptr;
   if (pre_fclose(symbol_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.symbol_path, std::strerror(errno));
@@ -395,7 +482,10 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   if (pre_fclose(temp_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.temp_name, std::strerror(errno));
 }
 
-void pre_symbol_unlock() { remove_lock_file(REPORT_CONTINUE); }
+void pre_symbol_unlock() {
+  drop_replacement();
+  remove_lock_file(REPORT_CONTINUE);
+}
 
 void pre_symbol_reset() {
   if (g_symbol.temp_file) pre_fclose(g_symbol.temp_file);
