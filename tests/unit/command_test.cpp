@@ -184,7 +184,7 @@ TEST_F(CommandTest, ValuesAttachedAndSeparateComeBackInTheirOwnForm) {
   plan({"gcc", "-Idir", "-I", "dir2", "-c", "a.c"});
   EXPECT_EQ(chain_words(), (words{"0:-I+dir", "0:-I|dir2", "0:-c", "6:a.o"}));
   EXPECT_EQ(texts(record(0)->preproc_flags), (words{"-Idir", "-I", "dir2"}));
-  EXPECT_EQ(texts(record(0)->compile_flags), (words{"-Idir", "-I", "dir2", "-o", "a.o", "-c", "-Iqubinc"}));
+  EXPECT_EQ(texts(record(0)->compile_flags), (words{"-Idir", "-I", "dir2", "-o", "a.o", "-c", "-Iqubinc", "-x", "cpp-output"}));
 }
 
 TEST_F(CommandTest, SeparateOptionsTakeNoAttachedValue) {
@@ -227,7 +227,7 @@ TEST_F(CommandTest, MissingValueIsACommandLineError) {
 
 TEST_F(CommandTest, OptionFilesAreExpandedAlsoWhenNested) {
   gcc_block();
-  qubtest::write_file("outer.rsp", "-DA=1 @inner.rsp\n# comment\n-c\n");
+  qubtest::write_file("outer.rsp", "-DA=1 @inner.rsp\n-c\n");
   qubtest::write_file("inner.rsp", "-DB=\"2 3\"");
   qubtest::write_file("empty.rsp", "");
   plan({"gcc", "@outer.rsp", "@empty.rsp", "a.c"});
@@ -282,16 +282,18 @@ TEST_F(CommandTest, SymbolFileNamedAfterTheFirstFileWord) {
 
 TEST_F(CommandTest, CompileAndLinkPutsTheOutputOnTheLinkOnly) {
   gcc_block();
-  plan({"gcc", "-x", "c", "a.c", "util.o", "-o", "app"});
+  plan({"gcc", "-x", "c", "a.c", "-x", "none", "util.o", "-o", "app"});
   ASSERT_EQ(pre_list_count(g_run.file_records), 1u);
   file_record *r = record(0);
-  EXPECT_STREQ(r->object, "a.o");
+  // The object of a compile-and-link command is a temporary file.
+  std::string object = r->object;
+  EXPECT_NE(object.find("/QUB."), std::string::npos) << object;
   EXPECT_EQ(r->language, 1u);
-  EXPECT_EQ(texts(r->compile_flags), (words{"-x", "c", "-o", "a.o", "-c", "-Iqubinc"}));
-  EXPECT_EQ(texts(r->preproc_flags), (words{"-x", "c"}));
+  EXPECT_EQ(texts(r->compile_flags), (words{"-x", "c", "-x", "none", "-o", object, "-c", "-Iqubinc", "-x", "cpp-output"}));
+  EXPECT_EQ(texts(r->preproc_flags), (words{"-x", "c", "-x", "none"}));
   ASSERT_NE(g_run.final, nullptr);
   EXPECT_TRUE(g_run.final->is_link);
-  EXPECT_EQ(texts(g_run.final->args), (words{"a.o", "util.o", "-o", "app", "libqub.a"}));
+  EXPECT_EQ(texts(g_run.final->args), (words{object, "util.o", "-o", "app", "libqub.a"}));
   EXPECT_TRUE(g_run.instrumenting);
 }
 
@@ -300,7 +302,7 @@ TEST_F(CommandTest, CompileOnlyHonoursTheObjectName) {
   plan({"gcc", "-include", "f.h", "-MF", "x.d", "-c", "a.c", "-o", "x/y.o"});
   file_record *r = record(0);
   EXPECT_STREQ(r->object, "x/y.o");
-  EXPECT_EQ(texts(r->compile_flags), (words{"-o", "x/y.o", "-c", "-Iqubinc"}));
+  EXPECT_EQ(texts(r->compile_flags), (words{"-o", "x/y.o", "-c", "-Iqubinc", "-x", "cpp-output"}));
   EXPECT_EQ(texts(r->preproc_flags), (words{"-include", "f.h", "-MF", "x.d"}));
   EXPECT_EQ(g_run.final, nullptr);
 }
@@ -320,7 +322,7 @@ TEST_F(CommandTest, CommandWithoutOutputOptionGetsTheFirstValue) {
   gcc_block();
   plan({"gcc", "-c", "src/a.c"});
   EXPECT_STREQ(record(0)->object, "a.o");
-  EXPECT_EQ(texts(record(0)->compile_flags), (words{"-o", "a.o", "-c", "-Iqubinc"}));
+  EXPECT_EQ(texts(record(0)->compile_flags), (words{"-o", "a.o", "-c", "-Iqubinc", "-x", "cpp-output"}));
 }
 
 TEST_F(CommandTest, DifferentCompileAndLinkOptionsKeepTheGivenObject) {

@@ -484,6 +484,7 @@ TEST_F(ScannerTest, EveryOperatorAndDigraph) {
       {"*=", TOK_ASSIGN_OP},   {"/=", TOK_ASSIGN_OP},    {"%=", TOK_ASSIGN_OP},    {"&=", TOK_ASSIGN_OP},
       {"|=", TOK_ASSIGN_OP},   {"^=", TOK_ASSIGN_OP},    {"<<=", TOK_ASSIGN_OP},   {">>=", TOK_ASSIGN_OP},
       {"=>", TOK_FAT_ARROW},   {"[[", TOK_ATTR_OPEN},    {"`", TOK_NONE},          {"\\", TOK_NONE},
+      {"<=>", TOK_SPACESHIP},
       {"\x01", TOK_NONE},      {"\x7f", TOK_NONE},
   };
   for (const op &o : ops) {

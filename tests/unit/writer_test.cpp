@@ -55,6 +55,8 @@ TEST_F(WriterTest, BannerHoldsMonitorDateAndSourceInAFrame) {
   std::string all = read_file(out);
   std::istringstream lines(all);
   std::string line;
+  std::getline(lines, line);
+  EXPECT_EQ(line, "# 1 \"src\\\\dir\\\\a.c\"");  // the compilers' name of the unit
   int framed = 0;
   while (std::getline(lines, line) && line != "") {
     EXPECT_EQ(line.size(), 77u) << line;

@@ -7,6 +7,8 @@
 
 #include "base/base.h"
 #include "command/command.h"
+#include "command/language.h"
+#include "command/tempfile.h"
 #include "driver/options.h"
 #include "config/config.h"
 #include "driver/run_state.h"
@@ -86,6 +88,17 @@ bool shorten_command(std::string &word) {
   return false;
 }
 
+// Cross and distribution names put a target in front of the tool's name
+// (arm-linux-gnueabihf-gcc, x86_64-pc-linux-gnu-g++): the file part behind its last
+// "-". False when the file part has none.
+bool cut_target_prefix(std::string &word) {
+  const char *part = pre_file_part(word.c_str());
+  const char *dash = std::strrchr(part, '-');
+  if (!dash || dash == part || dash[1] == '\0') return false;
+  word = dash + 1;
+  return true;
+}
+
 // The parameter list's kind of value handling.
 enum param_kind { PK_PARAMS, PK_SEPARATE, PK_OPTIONAL, PK_LIST };
 
@@ -151,27 +164,32 @@ final_command *new_final(const char *command, bool is_link) {
   return f;
 }
 
-// GNU dependency output (-MD, -MMD) without -MF names its file after the output of
-// the step that writes it. That step is the preprocessor here, whose output is a
-// temporary file: name the file and its target after the object instead, as the
-// compile command would have.
-void name_dependency_output(file_record *r) {
-  bool wanted = false, named = false, targeted = false;
+// GNU dependency output (-MD, -MMD) is written by the preprocess step here, whose output
+// is a temporary file. The compiler names the file and its target after the output of
+// the command: the object when compiling, the program when linking in one step. `named`
+// is that output; the file is named after it unless -MF names it, the target is it
+// unless -MT or -MQ give one.
+void name_dependency_output(file_record *r, const std::string &named, const std::string &target) {
+  bool wanted = false, file_given = false, target_given = false;
   for (pre_list_node *n = r->preproc_flags->head; n; n = n->next) {
     const char *w = static_cast<const char *>(n->item);
     if (std::strcmp(w, "-MD") == 0 || std::strcmp(w, "-MMD") == 0) wanted = true;
-    if (std::strncmp(w, "-MF", 3) == 0) named = true;
-    if (std::strncmp(w, "-MT", 3) == 0 || std::strncmp(w, "-MQ", 3) == 0) targeted = true;
+    // -Wp,-MD,FILE and -Wp,-MMD,FILE: the same, with the file named.
+    if (std::strncmp(w, "-Wp,-MD,", 8) == 0 || std::strncmp(w, "-Wp,-MMD,", 9) == 0) wanted = file_given = true;
+    if (std::strncmp(w, "-MF", 3) == 0) file_given = true;
+    if (std::strncmp(w, "-MT", 3) == 0 || std::strncmp(w, "-MQ", 3) == 0) target_given = true;
   }
-  if (!wanted || named) return;
-  // The object's name with its extension (from the dot on) replaced.
-  std::string depfile(r->object, static_cast<std::size_t>(pre_extension(r->object) - r->object));
-  depfile += ".d";
-  add_text(r->preproc_flags, "-MF");
-  add_text(r->preproc_flags, depfile.c_str());
-  if (!targeted) {
-    add_text(r->preproc_flags, "-MT");
-    add_text(r->preproc_flags, r->object);
+  if (!wanted) return;
+  if (!file_given) {
+    // The output's name with its extension (from the dot on) replaced.
+    const char *o = named.c_str();
+    std::string depfile(o, static_cast<std::size_t>(pre_extension(o) - o));
+    add_text(r->preproc_flags, "-MF");
+    add_text(r->preproc_flags, (depfile + ".d").c_str());
+  }
+  if (!target_given) {
+    add_text(r->preproc_flags, "-MQ");
+    add_text(r->preproc_flags, target.c_str());
   }
 }
 
@@ -238,6 +256,7 @@ void pre_free_final_command(final_command *f) {
 void pre_select_command_block(arg_node *command_arg) {
   if (!command_arg) command_line_error("compiler command is missing", "");
   std::string word = command_arg->text;
+  std::string before_prefix;  // the word as it was before a target prefix was cut
   for (;;) {
     for (const char *name = conf_select_first(); name; name = conf_select_next()) {
       conf_iter it = nullptr;
@@ -245,10 +264,17 @@ void pre_select_command_block(arg_node *command_arg) {
         if (*v && command_matches(word.c_str(), v)) return;
     }
     std::string shorter = word;
-    if (!shorten_command(shorter)) {
-      command_line_error(word[0] == '-' ? "unknown option" : "unknown command", word.c_str());
+    if (shorten_command(shorter)) {
+      word = shorter;
+      continue;
     }
-    word = shorter;
+    if (word[0] != '-' && before_prefix.empty() && cut_target_prefix(shorter)) {
+      before_prefix = word;
+      word = shorter;
+      continue;
+    }
+    if (!before_prefix.empty()) word = before_prefix;
+    command_line_error(word[0] == '-' ? "unknown option" : "unknown command", word.c_str());
   }
 }
 
@@ -293,27 +319,35 @@ bool optfile_of(const arg_node *n, std::string &file, bool &two_words) {
 
 void pre_expand_optfiles(arg_node *command_arg) {
   if (!command_arg) return;
+  // A file that names itself, directly or not, is read this many times at most.
+  constexpr int EXPANSION_LIMIT = 1000;
+  int expansions = 0;
   arg_node *prev = command_arg;
   while (prev->next) {
     arg_node *n = prev->next;
-    std::string file;
+    std::string file, content;
     bool two_words = false;
-    if (!optfile_of(n, file, two_words)) {
+    // The compiler keeps a word that names no readable file as it is, and so do we.
+    if (!optfile_of(n, file, two_words) || expansions == EXPANSION_LIMIT ||
+        !pre_read_whole_file(pre_unescape_quotes(file.c_str()).c_str(), &content)) {
       prev = n;
       continue;
     }
+    expansions++;
     arg_node *after = two_words ? n->next->next : n->next;
     if (two_words) free_node(n->next);
     free_node(n);
-    char *text = pre_read_text_file(file.c_str());
-    arg_node *words = pre_split_words(text);
-    std::free(text);
-    prev->next = words ? words : after;
-    if (words) {
-      arg_node *last = words;
-      while (last->next) last = last->next;
-      last->next = after;
+    pre_list *texts = pre_list_new(pre_list_text_equal);
+    pre_split_gnu_words(content.c_str(), texts);
+    arg_node **tail = &prev->next;
+    for (pre_list_node *t = texts->head; t; t = t->next) {
+      arg_node *w = static_cast<arg_node *>(pre_xmalloc(sizeof(arg_node)));
+      *w = arg_node{ARG_OTHER, pre_escape_quotes(static_cast<const char *>(t->item)), nullptr, false, nullptr};
+      *tail = w;
+      tail = &w->next;
     }
+    *tail = after;
+    pre_list_free_texts(texts);
   }
 }
 
@@ -361,6 +395,7 @@ void pre_classify_args(arg_node *command_arg) {
   if (!command_arg) return;
   static const char *const param_lists[] = {"PARAMS", "PARAMS_SEPARATE", "PARAMS_OPTIONAL",
                                             "PARAMS_LIST"};
+  const char *language = nullptr;  // the value of the language option in force
   for (arg_node *n = command_arg->next; n; n = n->next) {
     const char *group = pre_find_optchars(n->text[0]);
     if (group) {
@@ -376,9 +411,10 @@ void pre_classify_args(arg_node *command_arg) {
         g_run.compile_only_arg = n;
       else if (pre_is_option(n->text, "OPT_COMP_OUT"))
         g_run.comp_out_arg = n;
+      if (pre_is_language_option(n)) language = n->values->text;
       continue;
     }
-    n->kind = file_kind(n->text);
+    n->kind = pre_language_kind(language, file_kind(n->text));
     if (is_source_kind(n->kind) && pre_is_excluded(n->text)) {
       n->kind = ARG_OTHER;
       continue;
@@ -425,12 +461,14 @@ file_record *pre_make_file_record(arg_node *command_arg, arg_node *word, bool ho
   r->language = word->kind;
   r->preproc_flags = pre_list_new(pre_list_text_equal);
   r->compile_flags = pre_list_new(pre_list_text_equal);
+  std::string link_out;  // the output that the object option names (the link's, when linking)
   for (arg_node *n = command_arg->next; n; n = n->next) {
     if (n->kind != ARG_OPTION) continue;
     if (pre_is_option(n->text, "OPT_COMPILE_ONLY")) continue;
     if (pre_is_option(n->text, "OPT_COMP_OUT")) {
       std::free(r->object);
       r->object = pre_xstrdup(n->values ? n->values->text : "");
+      link_out = r->object;
       continue;
     }
     if (pre_is_option(n->text, "OPT_LINK_OUT") || pre_is_option(n->text, "OPT_NO_COMPILE")) continue;
@@ -461,6 +499,14 @@ file_record *pre_make_file_record(arg_node *command_arg, arg_node *word, bool ho
       std::free(r->object);
       r->object = nullptr;
     }
+  }
+  if (!r->object && !honour_out) {
+    // Compile and link: the compiler would leave no object behind, so the object is a
+    // temporary file that the link reads.
+    std::string tail = *extension ? std::string(".") + extension : std::string();
+    char *suffix = pre_temp_suffix(r->source, tail.c_str());
+    r->object = pre_temp_name(suffix, !g_run.keep_temp);
+    std::free(suffix);
   }
   if (!r->object) r->object = pre_xstrdup(default_object.c_str());
   // The object option.
@@ -495,7 +541,20 @@ file_record *pre_make_file_record(arg_node *command_arg, arg_node *word, bool ho
     if (*v) add_text(r->compile_flags, v);
   for (const char *v = conf_first("OPT_ADD_PREPROC", &it); v; v = conf_next(&it))
     if (*v) add_text(r->preproc_flags, v);
-  name_dependency_output(r);
+  // The language in which the compile step reads the instrumented text, last.
+  const char *in_force = pre_language_before(command_arg, word);
+  bool objcxx = in_force ? std::strcmp(in_force, "objective-c++") == 0
+                         : pre_has_extension(r->source, "mm") || pre_has_extension(r->source, "M");
+  if (const char *language = pre_compile_language(word->kind, objcxx)) {
+    add_text(r->compile_flags, "-x");
+    add_text(r->compile_flags, language);
+  }
+  if (honour_out)
+    name_dependency_output(r, r->object, r->object);
+  else if (!link_out.empty())
+    name_dependency_output(r, link_out, link_out);
+  else
+    name_dependency_output(r, default_object, default_object);
   return r;
 }
 
@@ -532,9 +591,23 @@ void pre_plan_command(pre_list *file_records, final_command **final, arg_node *c
   }
   if (!link && others == 0) return;
   final_command *f = new_final(command_arg->text, link);
+  const char *language = nullptr;  // the value of the language option in force
   for (arg_node *n = command_arg->next; n; n = n->next) {
+    if (pre_is_language_option(n)) language = std::strcmp(n->values->text, "none") ? n->values->text : nullptr;
     if (link) {
-      if (n->kind == ARG_OPTION && pre_is_option(n->text, "OPT_NO_LINK")) continue;
+      if (n->kind == ARG_OPTION && pre_is_option(n->text, "OPT_NO_LINK")) {
+        continue;
+      }
+      // A file that the link compiles itself (an excluded source, a header or assembler
+      // source) keeps the language that the dropped option gave it.
+      if (n->kind == ARG_OTHER && language && pre_is_option("-x", "OPT_NO_LINK")) {
+        add_text(f->args, "-x");
+        add_text(f->args, language);
+        add_text(f->args, n->text);
+        add_text(f->args, "-x");
+        add_text(f->args, "none");
+        continue;
+      }
     } else if (n->kind != ARG_OPTION && n->kind != ARG_OTHER) {
       continue;
     }

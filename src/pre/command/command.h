@@ -52,6 +52,15 @@ char *pre_quote_if_needed(const char *word);
 // The word, unescaped, in the form of a GNU response file (backslash escapes, quotes
 // group); a new text.
 char *pre_quote_for_rsp(const char *word);
+// The chain's form of a word as a program received it: each double quote gets a
+// backslash, the backslashes directly in front of it doubled. A new text.
+char *pre_escape_quotes(const char *word);
+// Splits the text of a GNU response file into words: white space separates, single
+// and double quotes group, a backslash takes the next character as it is (also inside
+// quotes). Each word is added to `words` as a new text.
+void pre_split_gnu_words(const char *text, pre_list *words);
+// Reads a whole file as it stands; false when it cannot be read.
+bool pre_read_whole_file(const char *path, std::string *content);
 // All items through pre_quote_if_needed, joined by one blank; a new text.
 char *pre_join_flags(pre_list *list);
 // Splits a command text into words by POSIX shell quoting, with no expansion.

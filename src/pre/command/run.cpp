@@ -12,6 +12,7 @@
 
 #include "base/base.h"
 #include "command/command.h"
+#include "command/signals.h"
 #include "driver/options.h"
 #include "command/tempfile.h"
 #include "config/config.h"
@@ -45,7 +46,7 @@ void read_limits() {
 
 // Characters that the POSIX shell would treat in a word.
 bool shell_special(char c) {
-  return std::strchr(" \t\n|&;<>()$`\\\"'*?[]", c) != nullptr;
+  return std::strchr(" \t\n|&;<>()$`\\\"'*?[]{}!", c) != nullptr;
 }
 
 std::string quoted(const char *word) {
@@ -170,8 +171,19 @@ void set_exit_arguments(int wait_status) {
 bool spawn_and_wait(const char *program, std::vector<char *> &argv, bool search) {
   argv.push_back(nullptr);
   pid_t pid = 0;
-  int rc = search ? posix_spawnp(&pid, program, nullptr, nullptr, argv.data(), environ)
-                  : posix_spawn(&pid, program, nullptr, nullptr, argv.data(), environ);
+  // The child leads a process group of its own, so that a stop of the run can end it
+  // with everything it started; the stop handler learns of it before it can run.
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setpgroup(&attr, 0);
+  sigset_t saved;
+  pre_hold_stop_signals(&saved);
+  int rc = search ? posix_spawnp(&pid, program, nullptr, &attr, argv.data(), environ)
+                  : posix_spawn(&pid, program, nullptr, &attr, argv.data(), environ);
+  posix_spawnattr_destroy(&attr);
+  if (rc == 0) pre_set_running_child(pid);
+  pre_release_stop_signals(&saved);
   if (rc != 0) {
     pre_set_message_args(": ", std::strerror(rc));
     std::fflush(stderr);
@@ -180,11 +192,13 @@ bool spawn_and_wait(const char *program, std::vector<char *> &argv, bool search)
   int status = 0;
   while (waitpid(pid, &status, 0) < 0) {
     if (errno != EINTR) {
+      pre_set_running_child(0);
       pre_set_message_args(": ", std::strerror(errno));
       std::fflush(stderr);
       return false;
     }
   }
+  pre_set_running_child(0);
   std::fflush(stderr);
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
   set_exit_arguments(status);
@@ -223,6 +237,60 @@ std::string pre_unescape_quotes(const char *word) {
       out.append(n, '\\');
   }
   return out;
+}
+
+char *pre_escape_quotes(const char *word) {
+  std::string out;
+  std::size_t run = 0;  // backslashes directly in front
+  for (const char *p = word; *p; p++) {
+    if (*p == '"') out.append(run + 1, '\\');
+    run = *p == '\\' ? run + 1 : 0;
+    out += *p;
+  }
+  return pre_xstrdup(out.c_str());
+}
+
+void pre_split_gnu_words(const char *text, pre_list *words) {
+  std::string word;
+  bool in_word = false, escaped = false;
+  char quote = 0;
+  for (const char *p = text; *p; p++) {
+    char c = *p;
+    if (escaped) {
+      word += c;
+      escaped = false;
+    } else if (c == '\\') {
+      escaped = in_word = true;
+    } else if (quote) {
+      if (c == quote)
+        quote = 0;
+      else
+        word += c;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+      in_word = true;
+    } else if (std::strchr(" \t\n\r\f\v", c)) {
+      if (in_word) pre_list_add(words, pre_xstrdup(word.c_str()));
+      word.clear();
+      in_word = false;
+    } else {
+      word += c;
+      in_word = true;
+    }
+  }
+  if (in_word) pre_list_add(words, pre_xstrdup(word.c_str()));
+}
+
+bool pre_read_whole_file(const char *path, std::string *content) {
+  std::FILE *f = std::fopen(path, "rb");
+  if (!f) return false;
+  char buffer[8192];
+  std::size_t got;
+  content->clear();
+  while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0) content->append(buffer, got);
+  bool ok = !std::ferror(f);
+  std::fclose(f);
+  return ok;
 }
 
 char *pre_quote_if_needed(const char *escaped) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "base/base.h"
+#include "command/signals.h"
 #include "preerror/preerror.h"
 #include "platform/platform.h"
 
@@ -46,17 +47,29 @@ char *pre_temp_name(const char *tail, bool remove_at_exit) {
   }
   char *result = pre_xstrdup(name.c_str());
   if (remove_at_exit) {
+    // The stop handler walks the list: it must not see it half changed.
+    sigset_t saved;
+    pre_hold_stop_signals(&saved);
     if (!g_temp.removal_list) g_temp.removal_list = pre_list_new(pre_list_text_equal);
     pre_list_add(g_temp.removal_list, pre_xstrdup(result));
+    pre_release_stop_signals(&saved);
   }
   return result;
 }
 
+void pre_remove_temp_files_at_signal() {
+  if (!g_temp.removal_list) return;
+  for (pre_list_node *n = g_temp.removal_list->head; n; n = n->next) unlink(static_cast<char *>(n->item));
+}
+
 void pre_remove_temp_files() {
   if (!g_temp.removal_list) return;
+  sigset_t saved;
+  pre_hold_stop_signals(&saved);  // the list goes away under the stop handler's eyes
   pre_close_all_files();
   for (void *p = pre_list_first(g_temp.removal_list); p; p = pre_list_next(g_temp.removal_list))
     if (pre_path_exists(static_cast<char *>(p))) unlink(static_cast<char *>(p));
   pre_list_free_texts(g_temp.removal_list);
   g_temp.removal_list = nullptr;
+  pre_release_stop_signals(&saved);
 }

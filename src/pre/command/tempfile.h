@@ -8,5 +8,7 @@
 char *pre_temp_name(const char *tail, bool remove_at_exit);
 // Removes every registered file that exists.
 void pre_remove_temp_files();
+// The same from a signal handler: unlinks the registered files, changes nothing else.
+void pre_remove_temp_files_at_signal();
 
 #endif

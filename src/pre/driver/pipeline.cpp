@@ -8,6 +8,8 @@
 
 #include "base/base.h"
 #include "command/command.h"
+#include "command/language.h"
+#include "command/signals.h"
 #include "command/tempfile.h"
 #include "config/config.h"
 #include "driver/options.h"
@@ -62,6 +64,7 @@ void pre_print_banner() {
 
 int pre_main(int argc, char **argv) {
   pre_install_failure_handler();
+  pre_install_stop_handlers();
   std::set_new_handler(out_of_memory);
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   std::setvbuf(stderr, nullptr, _IONBF, 0);
@@ -133,12 +136,10 @@ void pre_process_all() {
 void pre_process_file() {
   file_record *rec = g_run.current_record;
   char *pre_tail = pre_temp_suffix(rec->source, ".i");
-  char *ext = pre_extension_with_dot(rec->source);
-  char *instr_tail = pre_temp_suffix(rec->source, ext);
+  char *instr_tail = pre_instrumented_tail(rec);
   char *preprocessed = pre_temp_name(pre_tail, !g_run.keep_temp);
   char *instrumented = pre_temp_name(instr_tail, !g_run.keep_temp);
   std::free(pre_tail);
-  std::free(ext);
   std::free(instr_tail);
   if (g_run.verbose) std::fprintf(stderr, "qub: processing file %s\n", rec->source);
   char *source_id = pre_source_id(rec->source);

@@ -46,6 +46,16 @@ std::string doubled_backslashes(const std::string &text) {
   return out;
 }
 
+// A file name as the text of a line marker: backslashes and double quotes escaped.
+std::string escaped_name(const std::string &name) {
+  std::string out;
+  for (char c : name) {
+    if (c == '\\' || c == '"') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
 // Part of the name behind the last backslash or slash, or behind the first colon.
 std::string base_name_of(const std::string &name) {
   std::size_t slash = name.find_last_of("\\/");
@@ -192,6 +202,17 @@ pre_text_piece *emit_macro(const char *text, std::uint32_t kind) {
   return p;
 }
 
+void emit_fallthrough_mark(const char *text) {
+  pre_text_list_append(g_writer.text_list, TOK_FALLTHROUGH_MARK, -1, text);
+  g_writer.line_position += static_cast<std::uint32_t>(std::strlen(text));
+}
+
+pre_text_piece *fallthrough_mark_at_tail() {
+  pre_text_piece *p = text_tail();
+  while (p && p->kind == 0 && p->length == 1 && p->text[0] == '\n') p = pre_text_piece_prev(p);
+  return p && p->kind == TOK_FALLTHROUGH_MARK ? p : nullptr;
+}
+
 void capture_begin() {
   g_writer.capture_text.clear();
   g_writer.capture_on = true;
@@ -270,6 +291,10 @@ void pre_begin_instrumented_file(const char *output_name) {
   g_writer.out_name = output_name;
   g_writer.out_file = pre_fopen(output_name, "w");
   if (!g_writer.out_file) pre_fatal_file(STATUS_CREATE_FAILED, output_name);
+  // The first line names the source: compilers take the name of the compilation unit
+  // (debug information, the object's file symbol) from a line marker that stands there.
+  std::string first = "# 1 \"" + escaped_name(source_name()) + "\"\n";
+  pre_text_list_append(g_writer.text_list, 0, -1, first.c_str());
   append_banner();
   append_mode_definitions();
   const char *timer = conf_get("TIMER");

@@ -43,6 +43,13 @@ void emit_newline();
 void emit_directive(const char *text, bool is_line_directive);
 // Appends an already formatted macro call with a kind; its length counts in the column.
 pre_text_piece *emit_macro(const char *text, std::uint32_t kind);
+// Appends a fall-through comment written again in front of a case or default label
+// (kind TOK_FALLTHROUGH_MARK); it counts in the column and never enters a capture.
+void emit_fallthrough_mark(const char *text);
+// That comment when it is the last piece but for line feeds, else none. A probe that
+// belongs in front of the label goes in front of the comment, which must stay
+// directly in front of the label.
+pre_text_piece *fallthrough_mark_at_tail();
 void capture_begin();
 void capture_end();
 const char *capture_result();

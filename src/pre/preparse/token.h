@@ -64,6 +64,10 @@ enum : std::uint32_t {
   TOK_DOTTED_NUMBER = 403,
   TOK_AT = 404,
   TOK_ATTR_OPEN = 405,
+  TOK_SPACESHIP = 406,  // <=>
+  // Never scanned: the text-list kind of a fall-through comment written again in front
+  // of the case or default label that it stood before.
+  TOK_FALLTHROUGH_MARK = 407,
 };
 
 // Source language and compiler family of the file under analysis.
