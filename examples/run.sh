@@ -18,7 +18,7 @@ CXX=${CXX:-g++}
 
 mkdir -p "$out"
 out=$(cd "$out" && pwd)
-rm -f "$out"/*.o "$out"/*.d "$out"/demo "$out"/demo_test "$out"/MON.sym
+rm -rf "$out"/*.o "$out"/*.d "$out"/demo "$out"/demo_test "$out"/MON.sym "$out"/MON.dat "$out"/coverage-html
 cd "$out"
 
 echo "== instrument and build the demo with: $qub $CC / $qub $CXX"
@@ -37,3 +37,11 @@ if [ -f "$out/MON.sym" ]; then
   echo "== symbol file $out/MON.sym: $(wc -l <"$out/MON.sym") lines"
 fi
 echo "== done: objects, programs and dependency files are in $out"
+
+# The coverage that the two runs counted: the summary here, the details in HTML.
+report="$build/bin/qub-report"
+if [ -x "$report" ] && [ -f "$out/MON.sym" ]; then
+  echo "== coverage of the demo's test and program"
+  "$report" -s "$out/MON.sym" --summary
+  "$report" -s "$out/MON.sym" --format html -o "$out/coverage-html" 2>/dev/null
+fi

@@ -17,7 +17,7 @@ struct option_spec {
 const option_spec OPTIONS[] = {
     {"symbol-file", 's', true}, {"data-file", 'd', true}, {"format", 'f', true},   {"output", 'o', true},
     {"fail-under", 0, true},    {"testcase", 't', true},  {"filter", 0, true},     {"exclude", 0, true},
-    {"base", 0, true},          {"per-testcase", 0, false}, {"list-testcases", 0, false},
+    {"base", 0, true},          {"per-testcase", 0, false}, {"list-testcases", 0, false}, {"summary", 0, false},
     {"help", 'h', false},       {"version", 'V', false},
 };
 
@@ -80,6 +80,8 @@ bool apply(const option_spec &spec, const std::string &value, report_command *c,
     c->base_directory = value;
   } else if (name == "per-testcase") {
     c->per_testcase = true;
+  } else if (name == "summary") {
+    c->summary_only = true;
   } else if (name == "list-testcases") {
     c->list_testcases = true;
   } else if (name == "help") {
@@ -166,6 +168,7 @@ const char *options_usage() {
          "  -t, --testcase NAME      report only this test case (wildcards * and ?); may be\n"
          "                           repeated; the default sums all test cases\n"
          "      --per-testcase       text: a summary for each test case, then the sum\n"
+         "      --summary            text: the summary table alone\n"
          "      --list-testcases     list the test cases of the data files and exit\n"
          "      --filter PATTERN     report only source files matching PATTERN (wildcards);\n"
          "                           may be repeated\n"

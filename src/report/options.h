@@ -22,6 +22,7 @@ struct report_command {
   std::vector<fail_bound> fail_under;
   std::vector<std::string> testcases;
   bool per_testcase = false;
+  bool summary_only = false;
   bool list_testcases = false;
   std::vector<std::string> filters;
   std::vector<std::string> excludes;

@@ -163,7 +163,7 @@ int report_run(const std::vector<std::string> &args) {
         }
         text += "All test cases:\n";
       }
-      status = write_output(cmd.output, text + output_text(r, ctx));
+      status = write_output(cmd.output, text + (cmd.summary_only ? output_text_summary(r) : output_text(r, ctx)));
       break;
     }
     case FORMAT_JSON: status = write_output(cmd.output, output_json(r, ctx)); break;
@@ -187,9 +187,11 @@ int report_run(const std::vector<std::string> &args) {
       continue;
     }
     if (static_cast<double>(m.covered) * 100.0 < b.percent * static_cast<double>(m.total)) {
+      std::string bound = b.text.substr(b.text.find('=') + 1);
+      if (!bound.empty() && bound.back() == '%') bound.pop_back();
       std::fprintf(stderr, "qub-report: %s coverage %s%% (%llu/%llu) is below %s%%\n", report_measure_names[b.measure],
                    report_percent(m).c_str(), static_cast<unsigned long long>(m.covered),
-                   static_cast<unsigned long long>(m.total), b.text.substr(b.text.find('=') + 1).c_str());
+                   static_cast<unsigned long long>(m.total), bound.c_str());
       result = 2;
     }
   }

@@ -183,6 +183,15 @@ TEST_F(MultiTest, AssignmentEndsAtBracketsAndArrows) {
             "QUB_M_IND((j ),2) || QUB_M_IND((k ),1)  QUB_M_END(3)] ; \n");
 }
 
+TEST_F(MultiTest, AssignmentEndsAtAClosingBrace) {
+  // A requirement of a requires-expression: the brace is not part of the right side.
+  open("{ a = b && c } -> T ;\n");
+  copy(3);
+  pre_condition(CONDITION_ASSIGNMENT);
+  copy_rest();
+  EXPECT_EQ(text(), "{ a = QUB_M_START QUB_M_IND((b ),1) && QUB_M_IND((c ),1)  QUB_M_END(0)} -> T ; \n");
+}
+
 TEST_F(MultiTest, ConstInitialiserIsCopiedWithANote) {
   open("x = a && b;\n");
   copy(2);
@@ -272,6 +281,10 @@ TEST_F(MultiTest, TokenClasses) {
       {"( a , ( b && c ) ) || d )",
        {CT_LPAREN, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_RPAREN, CT_OR, CT_OTHER}},
       {"a && b , c )", {CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER}},
+      {"static_cast < U && > ( x ) && y )",
+       {CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_LPAREN, CT_OTHER, CT_RPAREN, CT_AND, CT_OTHER}},
+      {"g < U && ... > ( ) || y )",
+       {CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_OTHER, CT_LPAREN, CT_RPAREN, CT_OR, CT_OTHER}},
   };
   for (auto &c : cases) {
     SCOPED_TRACE(c.source);

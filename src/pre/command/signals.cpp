@@ -21,6 +21,9 @@ void stop_handler(int sig) {
     kill(-child, SIGCONT);  // a stopped group could not end
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
+    // What the child left running in its group (a background job of a shell ignores
+    // SIGINT) ends too.
+    kill(-child, SIGTERM);
   }
   pre_remove_temp_files_at_signal();
   _exit(128 + sig);

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/base.h"
+#include "command/command.h"
 #include "platform/platform.h"
 #include "preerror/preerror.h"
 
@@ -158,19 +159,21 @@ pre_status missing_argument(const char *option) {
 pre_status take_value_option(arg_node *option) {
   arg_node *value = option->next;
   if (!value || value->text[0] == '-') return missing_argument(option->text);
+  // The value as the user typed it, without the chain's escapes of double quotes.
+  std::string typed = pre_unescape_quotes(value->text);
   if (word_is(option, "-c")) {
     if (g_run.conf_file_list && *g_run.conf_file_list) pre_str_append(&g_run.conf_file_list, ";");
     else {
       std::free(g_run.conf_file_list);
       g_run.conf_file_list = nullptr;
     }
-    pre_str_append(&g_run.conf_file_list, value->text);
+    pre_str_append(&g_run.conf_file_list, typed.c_str());
   } else if (word_is(option, "-n")) {
     std::free(g_run.symbol_file_name);
-    g_run.symbol_file_name = pre_xstrdup(value->text);
+    g_run.symbol_file_name = pre_xstrdup(typed.c_str());
   } else if (word_is(option, "-C")) {
     if (!g_run.pending_overrides) g_run.pending_overrides = pre_list_new(pre_list_text_equal);
-    pre_list_add(g_run.pending_overrides, pre_xstrdup(value->text));
+    pre_list_add(g_run.pending_overrides, pre_xstrdup(typed.c_str()));
   } else if (!set_modes(value->text)) {
     pre_set_message_args("unknown instrumentation mode", value->text);
     return STATUS_BAD_COMMAND_LINE;
@@ -352,18 +355,15 @@ void pre_setup_arguments(int argc, char **argv) {
   g_run.instrument_inclusive_timing = false;
   g_run.instrument_exclusive_timing = false;
 
+  // Words of QUBOPTS are in the chain's form already (a double quote in a word stands
+  // escaped there); the words of argv get that form here.
   arg_node *head = nullptr;
   if (const char *env = std::getenv("QUBOPTS")) head = pre_split_words(env);
   arg_node **tail = &head;
   while (*tail) tail = &(*tail)->next;
   for (int i = 1; i < argc; i++) {
-    *tail = new_word(pre_xstrdup(argv[i]));
+    *tail = new_word(escape_word(argv[i]));
     tail = &(*tail)->next;
-  }
-  for (arg_node *n = head; n; n = n->next) {
-    char *escaped = escape_word(n->text);
-    std::free(n->text);
-    n->text = escaped;
   }
   g_run.args = head;
   g_run.current_arg = head;

@@ -60,9 +60,11 @@ void message(pre_status status) {
 
 bool ends_condition(std::uint32_t kind, std::uint32_t next) {
   if (kind == CONDITION_FOR) return next == TOK_SEMI;
+  // A closing brace cannot continue an expression (braced groups are read whole): it
+  // ends the right side too, as in a requirement `{ a = b }` of a requires-expression.
   if (kind == CONDITION_ASSIGNMENT)
     return next == TOK_SEMI || next == TOK_LAMBDA_ARROW || next == TOK_FAT_ARROW || next == TOK_RPAREN ||
-           next == TOK_RBRACKET;
+           next == TOK_RBRACKET || next == TOK_RBRACE || next == TOK_INNER_RBRACE;
   return next == TOK_RPAREN;
 }
 
@@ -80,6 +82,24 @@ std::uint32_t next_token() {
 }
 
 void add_token(std::uint32_t cls, std::uint32_t kind) { g_multi.tokens.push_back({cls, current_token, kind}); }
+
+// The token behind the one just read can begin no operand. current_token is kept.
+bool no_operand_follows() {
+  std::string text = current_token;
+  std::uint32_t next = pre_peek_kind();
+  std::strcpy(current_token, text.c_str());
+  switch (next) {
+    case TOK_GREATER:
+    case TOK_SHR:
+    case TOK_USHR:
+    case TOK_TARGS_CLOSE:
+    case TOK_COMMA:
+    case TOK_ELLIPSIS:
+      return true;
+    default:
+      return false;
+  }
+}
 
 // The whole group of a `{` or `[` that was just read, all of it plain tokens.
 void read_group(std::uint32_t open) {
@@ -303,6 +323,10 @@ void pre_cond_tokens(std::uint32_t kind) {
           plain = prev.kind == TOK_TYPE_NAME ||
                   (prev.kind == TOK_OPERATOR && prev.text != "++" && prev.text != "--");
         }
+        // Nor is it a logical operator when a closing angle bracket, a comma or `...`
+        // follows: the reference declarator of `static_cast<T&&>(x)` or `f<T&&...>` with
+        // T a name not known as a type.
+        if (!plain) plain = no_operand_follows();
         add_token(plain ? CT_OTHER : CT_AND, k);
         break;
       }
