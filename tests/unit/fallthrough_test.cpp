@@ -10,6 +10,7 @@
 #include "driver/pipeline.h"
 #include "driver/run_state.h"
 #include "emit/writer.h"
+#include "preparse/fallthrough.h"
 #include "preparse/scanner.h"
 #include "preparse/token.h"
 #include "test_util.h"
@@ -46,16 +47,21 @@ class FallthroughTest : public testing::Test {
   }
   void TearDown() override { run_command("rm -rf '" + dir + "'"); }
 
-  // The instrumented text of preprocessed text, behind the banner.
-  std::string instrument(const std::string &text, std::uint32_t language = LANG_C) {
-    write_file(dir + "/in.i", text);
+  // The instrumented text of a source: its preprocessed form is the source's own text
+  // behind a line marker that names it (the scanner drops the comments). What follows
+  // the marker is returned.
+  std::string instrument(const std::string &text, std::uint32_t language = LANG_C, const char *flags = "") {
+    pre_fallthrough_forget();
+    std::string src = dir + "/a.c";
+    write_file(src, text);
+    write_file(dir + "/in.i", "# 1 \"" + src + "\"" + flags + "\n" + text);
     source_language = language;
     std::string out = dir + "/out.c";
     EXPECT_EQ(pre_instrument_preprocessed((dir + "/in.i").c_str(), "a.c", out.c_str()), 21);
     std::string all = read_file(out);
-    std::size_t at = all.find("#line 1 \"a.c\"\n");
+    std::size_t at = all.find("# 1 \"" + src);
     EXPECT_NE(at, std::string::npos);
-    return all.substr(at + 14);
+    return all.substr(all.find('\n', at) + 1);
   }
 };
 
@@ -65,27 +71,37 @@ TEST_F(FallthroughTest, CommentStandsAgainInFrontOfTheLabel) {
   // A line comment becomes a block comment; the text is kept as it stood.
   EXPECT_EQ(instrument("case 1: x++; // fall through */\n default: ;\n", LANG_CXX),
             "case 1 : x ++ ; \n/* fall through * /*/ default : ; \n\n");
-  // Blank lines, other comments and line markers between comment and label.
-  EXPECT_EQ(instrument("f();\n/* Fall thru */\n/* other */\n# 9 \"a.c\"\ndefault: ;\n"),
-            "f ( ) ; \n\n\n# 9 \"a.c\"\n/* Fall thru */ default : ; \n\n");
+  // Blank lines and other comments between comment and label; strings that look like
+  // comments do not count.
+  EXPECT_EQ(instrument("f(\"/* fall through */\");\n/* Fall thru */\n/* other */\n\ndefault: ;\n"),
+            "f ( \"/* fall through */\" ) ; \n\n\n\n/* Fall thru */ default : ; \n\n");
 }
 
 TEST_F(FallthroughTest, OnlyInFrontOfALabel) {
-  // In front of another statement, after a token, or no marker at all: nothing is added.
+  // In front of another statement, after a token, with a directive between, or no
+  // fall-through text at all: nothing is added.
   EXPECT_EQ(instrument("x++; /* fall through */ y++;\ncase 1: ;\n"), "x ++ ; y ++ ; \ncase 1 : ; \n\n");
   EXPECT_EQ(instrument("/* nothing to see */\ncase 1: ;\n"), "\ncase 1 : ; \n\n");
   EXPECT_EQ(instrument("/* fallthrough */ x /* */ case 1: ;\n"), "x case 1 : ; \n\n");
+  EXPECT_EQ(instrument("/* fallthrough */\n#pragma x\ncase 1: ;\n"), "\n#pragma x\ncase 1 : ; \n\n");
   // A multi-line comment stays on the label's line: the line count is unchanged.
   EXPECT_EQ(instrument("/* we\n fall through */ case 1: ;\n"), "\n/* we  fall through */ case 1 : ; \n\n");
+  // In a system header nothing is added: its warnings are not shown anyway.
+  EXPECT_EQ(instrument("x++; /* FALLTHRU */ case 1: ;\n", LANG_C, " 1 3 4"), "x ++ ; case 1 : ; \n\n");
 }
 
 TEST_F(FallthroughTest, MarkAtTailIsFoundBehindLineFeeds) {
-  write_file(dir + "/in.i", "x++;\n/* FALLTHRU */\n\ncase 2: ;\n");
+  pre_fallthrough_forget();
+  std::string src = dir + "/b.c";
+  std::string text = "x++;\n/* FALLTHRU */\n\ncase 2: ;\n";
+  write_file(src, text);
+  write_file(dir + "/in.i", "# 1 \"" + src + "\"\n" + text);
   source_language = LANG_C;
-  g_writer.source_name = "a.c";
+  g_writer.source_name = "b.c";
   pre_begin_instrumented_file((dir + "/o.c").c_str());
   ASSERT_EQ(pre_open_source((dir + "/in.i").c_str()), 21);
   char token[MAX_TOKEN + 1];
+  ASSERT_EQ(pre_next_token(token), TOK_LINE_DIRECTIVE);
   for (int i = 0; i < 3; i++) emit_token(token, pre_next_token(token));  // x ++ ;
   EXPECT_EQ(fallthrough_mark_at_tail(), nullptr);
   ASSERT_EQ(pre_next_token(token), TOK_IDENT);  // case: the comment is written now
@@ -95,7 +111,7 @@ TEST_F(FallthroughTest, MarkAtTailIsFoundBehindLineFeeds) {
   emit_token(token, TOK_IDENT);
   EXPECT_EQ(fallthrough_mark_at_tail(), nullptr);
   pre_close_source();
-  pre_finish_instrumented_file("a.c");
+  pre_finish_instrumented_file("b.c");
 }
 
 TEST_F(FallthroughTest, SpaceshipIsOneToken) {

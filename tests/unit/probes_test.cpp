@@ -415,6 +415,15 @@ TEST_F(ProbeTest, CaseCurr2TakesTheNumberOfItsPrev) {
   EXPECT_EQ(pre_jump_count(), 1u);
 }
 
+TEST_F(ProbeTest, CasePrevGoesInFrontOfAFallThroughComment) {
+  tokens({{"x", TOK_IDENT}, {";", TOK_SEMI}});
+  emit_newline();
+  emit_fallthrough_mark("/* FALLTHROUGH */ ");
+  pre_emit_case_prev();
+  tokens({{"case", KW_CASE}});
+  EXPECT_EQ(text(), "x ; \n QUB_CASE_PREV(0) /* FALLTHROUGH */ case ");
+}
+
 TEST_F(ProbeTest, CatchCarriesTheTimerNumber) {
   g_run.instrument_inclusive_timing = true;
   pre_next_function_counter();

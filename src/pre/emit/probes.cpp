@@ -469,6 +469,12 @@ void pre_emit_case_prev() {
   if (!decision_guard()) return;
   int number = jump_number();
   g_probes.case_prev_number = static_cast<std::uint32_t>(number);
+  // A fall-through comment must stay directly in front of the label for gcc to see it.
+  if (pre_text_piece *mark = fallthrough_mark_at_tail()) {
+    insert_macro(pre_text_piece_prev(mark), " QUB_CASE_PREV(%d) ", number);
+    g_writer.line_position += static_cast<std::uint32_t>(std::strlen(g_writer.scratch));
+    return;
+  }
   macro(0, " QUB_CASE_PREV(%d) ", number);
 }
 

@@ -9,6 +9,7 @@
 // byte that next_char() treats specially (NUL, backslash, question mark).
 #include "preparse/scanner.h"
 
+#include "preparse/fallthrough.h"
 #include "preparse/keywords.h"
 
 #include <cerrno>
@@ -29,8 +30,6 @@ constexpr std::uint32_t RAW_DELIMITER_MAX = 16;
 constexpr std::size_t NAME_TEXT_MAX = 261;
 constexpr unsigned char END_OF_INPUT = 255;
 constexpr std::size_t READ_CHUNK = 1 << 16;
-// Longest comment text that is looked at as a possible fall-through comment.
-constexpr std::size_t COMMENT_KEPT = 200;
 
 
 // Character classes, by byte value.
@@ -68,12 +67,8 @@ struct scanner_state {
   char input_name[NAME_TEXT_MAX + 1] = {0};
   // The refill that ran last found the end of the input: a `cur` of 255 is the end.
   bool at_eof = false;
-  // The text of the comment being skipped, its first COMMENT_KEPT bytes, and the last
-  // fall-through comment met since the last token.
-  char comment[COMMENT_KEPT + 1] = {0};
-  std::size_t comment_len = 0;
-  bool fallthrough_pending = false;
-  char fallthrough_text[COMMENT_KEPT + 1] = {0};
+  // The last line marker put the text into a system header (flag 3).
+  bool in_system_header = false;
   unsigned char classes[256] = {0};
   // Block reading under the line reader.
   unsigned char chunk[READ_CHUNK] = {0};
@@ -355,62 +350,16 @@ inline void count_statement() {
 
 // --- blanks, comments ------------------------------------------------------------------
 
-// --- fall-through comments ------------------------------------------------------------
-//
-// gcc takes a comment such as "FALLTHROUGH" or "fall through" in front of a case or
-// default label as the sign that the statements before it are meant to fall through
-// (-Wimplicit-fallthrough). Comments are not copied to the instrumented text, so such a
-// comment is written again, as a block comment of its own, right in front of the label.
-
-void comment_keep(const unsigned char *text, std::size_t n) {
-  scanner_state &s = g_scan;
-  if (s.comment_len + n > COMMENT_KEPT) n = COMMENT_KEPT - s.comment_len;
-  std::memcpy(s.comment + s.comment_len, text, n);
-  s.comment_len += n;
-}
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool starts_with_lower(const char *text, const char *word) {
-  for (; *word; text++, word++)
-    if (lower(*text) != *word) return false;
-  return true;
-}
-
-}  // namespace
-
-bool pre_is_fallthrough_comment(const char *text) {
-  // "falls?[ \t-]*thr(ough|u)", letters in any case, anywhere in the text: every text
-  // that gcc accepts at any level but the first matches it.
-  for (const char *p = text; *p; p++) {
-    if (!starts_with_lower(p, "fall")) continue;
-    const char *q = p + 4;
-    if (lower(*q) == 's') q++;
-    while (*q == ' ' || *q == '\t' || *q == '-') q++;
-    if (starts_with_lower(q, "thr") && (starts_with_lower(q + 3, "ough") || lower(q[3]) == 'u')) return true;
-  }
-  return false;
-}
-
-namespace {
-
-// The comment just skipped is a fall-through comment: keep its text for the next label.
-void comment_done() {
-  scanner_state &s = g_scan;
-  s.comment[s.comment_len] = '\0';
-  if (s.comment_len == COMMENT_KEPT || !pre_is_fallthrough_comment(s.comment)) return;
-  std::memcpy(s.fallthrough_text, s.comment, s.comment_len + 1);
-  s.fallthrough_pending = true;
-}
-
-// The token just scanned ends the wait for a label; a case or default label gets the
-// fall-through comment in front of it, as a block comment on the label's line.
-void place_fallthrough_comment(std::uint32_t kind, const char *text) {
-  scanner_state &s = g_scan;
-  s.fallthrough_pending = false;
-  if (kind != TOK_IDENT || (std::strcmp(text, "case") != 0 && std::strcmp(text, "default") != 0)) return;
+// The token just scanned is a case or default label that gcc may see a fall-through
+// comment in front of, in the user's file: that comment is written again in front of
+// the label, as a block comment on the label's line.
+void place_fallthrough_comment(const char *text) {
+  if (g_scan.in_system_header) return;
+  if (std::strcmp(text, "case") != 0 && std::strcmp(text, "default") != 0) return;
+  const char *comment = pre_fallthrough_comment_at(current_file_name, line_number);
+  if (!comment) return;
   std::string mark = "/*";
-  for (const char *p = s.fallthrough_text; *p; p++) {
+  for (const char *p = comment; *p; p++) {
     if (*p == '\n' || *p == '\r') {
       mark += ' ';
     } else if (*p == '*' && p[1] == '/') {
@@ -428,28 +377,24 @@ bool skip_block_comment() {
   scanner_state &s = g_scan;
   s.splice_on = false;
   next_char();  // the star
-  s.comment_len = 0;
   bool star = false;  // "/*/" does not close
   for (;;) {
     std::uint32_t start = s.line_pos;
     unsigned char c;
     while ((c = s.line_buf[s.line_pos]) != '*' && c != '/' && c != '\n' && c != 0) s.line_pos++;
     if (s.line_pos != start) star = false;
-    comment_keep(s.line_buf + start, s.line_pos - start);
     next_char();
     if (at_end()) return false;
-    if (s.cur == '/' && star) break;
-    comment_keep(&s.cur, 1);
     if (s.cur == '\n') {
       line_number++;
       emit_newline();
       star = false;
+    } else if (s.cur == '/' && star) {
+      break;
     } else {
       star = s.cur == '*';
     }
   }
-  if (s.comment_len > 0 && s.comment_len < COMMENT_KEPT) s.comment_len--;  // the closing star
-  comment_done();
   s.splice_on = true;
   next_char();
   return true;
@@ -461,30 +406,22 @@ bool skip_line_comment() {
   scanner_state &s = g_scan;
   s.splice_on = false;
   next_char();  // the second slash
-  s.comment_len = 0;
   for (;;) {
-    std::uint32_t start = s.line_pos;
     unsigned char c;
     while ((c = s.line_buf[s.line_pos]) != '\\' && c != '\n' && c != 0 && c != '?') s.line_pos++;
-    comment_keep(s.line_buf + start, s.line_pos - start);
     next_char();
     if (at_end()) return false;
     if (s.cur == '\\') {
-      comment_keep(&s.cur, 1);
       next_char();
       if (at_end()) return false;
-      comment_keep(&s.cur, 1);
       if (s.cur == '\n') {
         line_number++;
         emit_newline();
       }
     } else if (s.cur == '\n') {
       break;
-    } else {
-      comment_keep(&s.cur, 1);
     }
   }
-  comment_done();
   s.splice_on = true;
   return true;
 }
@@ -576,7 +513,13 @@ void read_line_directive(std::size_t pos) {
   if (buf[pos] != '"') return;
   const char *name = reinterpret_cast<const char *>(buf + pos + 1);
   const char *close = std::strchr(name, '"');
-  if (close) set_input_name(name, static_cast<std::size_t>(close - name));
+  if (!close) return;
+  set_input_name(name, static_cast<std::size_t>(close - name));
+  // The flags of a GNU line marker: 3 means a system header.
+  g_scan.in_system_header = false;
+  for (const char *f = close + 1; *f && *f != '\n'; f++)
+    if (*f == '3' && (f[-1] == ' ' || f[-1] == '\t') && (f[1] == ' ' || f[1] == '\n' || f[1] == '\r' || f[1] == 0))
+      g_scan.in_system_header = true;
 }
 
 // `cur` is on `#`, or on the `%` of `%:`.
@@ -1168,7 +1111,7 @@ pre_status pre_open_source(const char *path) {
   s.partial_line = false;
   s.remainder_pending = false;
   s.at_eof = false;
-  s.fallthrough_pending = false;
+  s.in_system_header = false;
   s.chunk_pos = s.chunk_len = 0;
   s.chunk_last = false;
   next_char();
@@ -1219,7 +1162,7 @@ std::uint32_t pre_next_token(char *buffer) {
   s.pending = s.cur;
   if (kind != TOK_QUB_PRAGMA && kind != TOK_LINE_DIRECTIVE && kind != TOK_DIRECTIVE) {
     s.last_kind = kind;
-    if (s.fallthrough_pending) place_fallthrough_comment(kind, buffer);
+    if (kind == TOK_IDENT && (buffer[0] == 'c' || buffer[0] == 'd')) place_fallthrough_comment(buffer);
   }
   return kind;
 }

@@ -24,9 +24,6 @@ int pre_peek_char();
 bool pre_space_follows();
 // Message 26 for the current file and line with text as its last argument; ends the run.
 [[noreturn]] void pre_syntax_error(const char *text);
-// True for a comment text that gcc may take as a fall-through comment in front of a
-// case or default label.
-bool pre_is_fallthrough_comment(const char *text);
 // Closes the input if it is open.
 void pre_close_source();
 
