@@ -131,7 +131,7 @@ void pre_process_file() {
   char *pre_tail = pre_temp_suffix(rec->source, ".i");
   char *instr_tail = pre_instrumented_tail(rec);
   char *preprocessed = pre_temp_name(pre_tail, !g_run.keep_temp);
-  char *instrumented = pre_temp_name(instr_tail, !g_run.keep_temp);
+  char *instrumented = pre_temp_private_name(instr_tail + 1, !g_run.keep_temp);
   std::free(pre_tail);
   std::free(instr_tail);
   if (g_run.verbose) std::fprintf(stderr, "qub: processing file %s\n", rec->source);
