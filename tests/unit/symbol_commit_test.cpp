@@ -326,6 +326,20 @@ TEST_F(SymbolTest, KilledDuringAnUpdateLeavesTheOldFileOrTheNew) {
   EXPECT_GE(killed, trials / 4);
 }
 
+TEST_F(SymbolTest, SymbolFileBehindALinkIsReplacedWhereItLies) {
+  ASSERT_EQ(mkdir((dir + "/real").c_str(), 0700), 0);
+  ASSERT_EQ(symlink("real/shared.sym", sym_path().c_str()), 0);
+  commit_example("a.c");
+  commit_example("a.c", true);
+  struct stat st;
+  ASSERT_EQ(lstat(sym_path().c_str(), &st), 0);
+  EXPECT_TRUE(S_ISLNK(st.st_mode));
+  std::vector<description> ds = descriptions_of(symtest::read_file(dir + "/real/shared.sym"));
+  ASSERT_EQ(ds.size(), 1u);
+  EXPECT_EQ(head_fields(ds[0]).at(3), "1");
+  EXPECT_EQ(entries_with_prefix(dir + "/real", ""), std::vector<std::string>{"shared.sym"});
+}
+
 // Commits a longer description of source as a process that may write no file beyond
 // the given size.
 void commit_with_file_limit(SymbolTest *test, const char *source, rlim_t limit) {
