@@ -4,7 +4,7 @@
 #include "qub.h"
 #include "qub_data.h"
 
-#include <dlfcn.h>
+#include <elf.h>
 #include <link.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -66,6 +66,97 @@ static void say(const char *format, const char *a, const char *b, const char *c)
   }
 }
 
+/* ---- symbols of the loaded images ---------------------------------------- */
+
+/* Names are looked up in the dynamic symbol tables of the loaded images
+ * directly, as the dynamic linker would, rather than through dlopen and dlsym:
+ * those make the linker warn about every statically linked program. */
+
+typedef struct symbol_search {
+  const char *name;
+  void *found[64];
+  size_t count;
+} symbol_search;
+
+static uint32_t gnu_hash(const char *name) {
+  uint32_t h = 5381;
+  while (*name) h = h * 33 + (unsigned char)*name++;
+  return h;
+}
+
+static uint32_t sysv_hash(const char *name) {
+  uint32_t h = 0, g;
+  while (*name) {
+    h = (h << 4) + (unsigned char)*name++;
+    g = h & 0xF0000000u;
+    if (g) h ^= g >> 24;
+    h &= ~g;
+  }
+  return h;
+}
+
+static void note_symbol(symbol_search *search, struct dl_phdr_info *info, const ElfW(Sym) *sym) {
+  if (sym->st_shndx == SHN_UNDEF || sym->st_value == 0 || search->count == 64) return;
+  search->found[search->count++] = (void *)(info->dlpi_addr + sym->st_value);
+}
+
+static int search_image(struct dl_phdr_info *info, size_t size, void *data) {
+  symbol_search *search = (symbol_search *)data;
+  const ElfW(Dyn) *dyn = NULL, *d;
+  const ElfW(Sym) *symtab = NULL;
+  const char *strtab = NULL;
+  const uint32_t *gnu = NULL;
+  const ElfW(Word) *sysv = NULL;
+  int i;
+  (void)size;
+  for (i = 0; i < info->dlpi_phnum; i++)
+    if (info->dlpi_phdr[i].p_type == PT_DYNAMIC)
+      dyn = (const ElfW(Dyn) *)(info->dlpi_addr + info->dlpi_phdr[i].p_vaddr);
+  if (!dyn) return 0;
+  for (d = dyn; d->d_tag != DT_NULL; d++) {
+    ElfW(Addr) at = d->d_un.d_ptr;
+    /* The dynamic linker relocates these entries in most images, not in all. */
+    if (at < info->dlpi_addr) at += info->dlpi_addr;
+    if (d->d_tag == DT_SYMTAB) symtab = (const ElfW(Sym) *)at;
+    if (d->d_tag == DT_STRTAB) strtab = (const char *)at;
+    if (d->d_tag == DT_GNU_HASH) gnu = (const uint32_t *)at;
+    if (d->d_tag == DT_HASH) sysv = (const ElfW(Word) *)at;
+  }
+  if (!symtab || !strtab) return 0;
+  if (gnu) {
+    uint32_t buckets = gnu[0], offset = gnu[1], bloom = gnu[2], h = gnu_hash(search->name);
+    const uint32_t *bucket = (const uint32_t *)((const ElfW(Addr) *)(gnu + 4) + bloom);
+    const uint32_t *chain = bucket + buckets;
+    uint32_t index = buckets ? bucket[h % buckets] : 0;
+    if (index < offset) return 0;
+    for (;; index++) {
+      uint32_t entry = chain[index - offset];
+      if ((entry | 1) == (h | 1) && strcmp(strtab + symtab[index].st_name, search->name) == 0) {
+        note_symbol(search, info, &symtab[index]);
+        return 0;
+      }
+      if (entry & 1) return 0;
+    }
+  }
+  if (sysv) {
+    ElfW(Word) buckets = sysv[0], index;
+    const ElfW(Word) *bucket = sysv + 2, *chain = bucket + buckets;
+    for (index = buckets ? bucket[sysv_hash(search->name) % buckets] : 0; index; index = chain[index])
+      if (strcmp(strtab + symtab[index].st_name, search->name) == 0) {
+        note_symbol(search, info, &symtab[index]);
+        return 0;
+      }
+  }
+  return 0;
+}
+
+/* Every definition of `name` that the loaded images export. */
+static void find_symbols(symbol_search *search, const char *name) {
+  search->name = name;
+  search->count = 0;
+  dl_iterate_phdr(search_image, search);
+}
+
 /* ---- clocks --------------------------------------------------------------- */
 
 static uint64_t monotonic_ns(void) {
@@ -78,7 +169,7 @@ static uint64_t monotonic_ns(void) {
  * NAME(void)` that the dynamic linker can find, or a null pointer text. */
 static uint64_t (*find_timer(const char *text))(void) {
   const char *p;
-  void *symbol;
+  symbol_search search;
   uint64_t (*timer)(void);
   int name = text && (*text == '_' || (*text >= 'A' && *text <= 'Z') ||
                       (*text >= 'a' && *text <= 'z'));
@@ -96,13 +187,13 @@ static uint64_t (*find_timer(const char *text))(void) {
           text, "", "");
     return NULL;
   }
-  symbol = dlsym(RTLD_DEFAULT, text);
-  if (!symbol) {
+  find_symbols(&search, text);
+  if (search.count == 0) {
     say("qub: timer function %s not found (is it exported?); timing uses the monotonic clock%s%s\n",
         text, "", "");
     return NULL;
   }
-  memcpy(&timer, &symbol, sizeof timer);
+  memcpy(&timer, &search.found[0], sizeof timer);
   return timer;
 }
 
@@ -646,48 +737,18 @@ static const runtime_copy this_copy = {1, local_write, local_clear, local_quit, 
 extern const runtime_copy qub_runtime_copy_1
     __attribute__((alias("this_copy"), visibility("default")));
 
-typedef struct image_names {
-  char **names;
-  size_t count, capacity;
-} image_names;
-
-static int note_image(struct dl_phdr_info *info, size_t size, void *data) {
-  image_names *list = (image_names *)data;
-  (void)size;
-  if (list->count == list->capacity) {
-    size_t capacity = list->capacity ? 2 * list->capacity : 32;
-    void *grown = realloc(list->names, capacity * sizeof *list->names);
-    if (!grown) return 1;
-    list->names = (char **)grown;
-    list->capacity = capacity;
-  }
-  /* The program itself has the empty name. */
-  list->names[list->count] = strdup(info->dlpi_name ? info->dlpi_name : "");
-  if (list->names[list->count]) list->count++;
-  return 0;
-}
-
 /* The other copies of the runtime in this process, at most `max`. */
 static size_t other_copies(const runtime_copy **found, size_t max) {
-  image_names list = {NULL, 0, 0};
+  symbol_search search;
   size_t i, k, n = 0;
-  /* Names first: the images are opened only after the walk, which holds the
-   * dynamic linker's lock. */
-  dl_iterate_phdr(note_image, &list);
-  for (i = 0; i < list.count; i++) {
-    void *image = dlopen(list.names[i][0] ? list.names[i] : NULL, RTLD_LAZY | RTLD_NOLOAD);
-    const runtime_copy *copy;
-    free(list.names[i]);
-    if (!image) continue;
-    copy = (const runtime_copy *)dlsym(image, "qub_runtime_copy_1");
-    if (copy && copy != &this_copy && copy->version == 1 && n < max) {
-      for (k = 0; k < n && found[k] != copy; k++) {
-      }
-      if (k == n) found[n++] = copy;
+  find_symbols(&search, "qub_runtime_copy_1");
+  for (i = 0; i < search.count && n < max; i++) {
+    const runtime_copy *copy = (const runtime_copy *)search.found[i];
+    if (copy == &this_copy || copy->version != 1) continue;
+    for (k = 0; k < n && found[k] != copy; k++) {
     }
-    dlclose(image);
+    if (k == n) found[n++] = copy;
   }
-  free(list.names);
   return n;
 }
 

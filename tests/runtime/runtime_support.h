@@ -95,8 +95,9 @@ struct build {
   // Compiles and links `sources` (instrumented samples) into `out`; returns
   // the diagnostics, empty when the compile was silent and succeeded.
   std::string compile(const std::vector<std::string> &sources, const std::string &out) const {
-    std::string cmd = compiler + " -x " + (cxx ? "c++" : "c") + " -std=" + std_ + " -I" +
-                      quote(include_dir()) + strict_flags(compiler, cxx) + " " + extra;
+    // `extra` comes first, so that an include directory in it is searched first.
+    std::string cmd = compiler + " -x " + (cxx ? "c++" : "c") + " -std=" + std_ + " " + extra +
+                      " -I" + quote(include_dir()) + strict_flags(compiler, cxx);
     if (preprocessed) cmd += " -fpreprocessed -fdirectives-only -Wno-unused-macros";
     int n = 0;
     for (const std::string &s : sources) {
