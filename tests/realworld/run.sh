@@ -197,8 +197,15 @@ run_project() {
     python3 "$RWTOOL" compare --qub "$base/qub/report.json" --qub-root "$base/qub/src" \
       --gcov-root "$base/gcov/src" --gcov-data "$base/gcov" --out "$base/compare.json" "${excl[@]}" >"$base/compare.txt" 2>&1 || ok=1
     sed 's/^/  /' "$base/compare.txt"
-    python3 -c 'import json,sys; c=json.load(open(sys.argv[1])); sys.exit(1 if c["functions_different"] or c["decisions_different"] or c["functions_qub_only_counted"] else 0)' \
-      "$base/compare.json" || ok=1
+    python3 - "$base/compare.json" <<'PY' || ok=1
+import json, sys
+c = json.load(open(sys.argv[1]))
+if c["functions_qub"] == 0:
+    print("  qub recorded no functions: its build places no function probes yet")
+bad = c["functions_different"] or c["decisions_different"] or c["functions_qub_only_counted"]
+bad = bad or (c["functions_qub"] > 0 and c["functions_gcov_only_counted"])
+sys.exit(1 if bad else 0)
+PY
   fi
   python3 "$RWTOOL" result "$base" "$project" "$RW_SYSTEM" "$RW_LANGUAGE" "$RW_PKG" >"$base/result.json" || ok=1
   return $ok
