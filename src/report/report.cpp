@@ -114,19 +114,13 @@ struct builder {
       module->state = MODULE_NOT_RUN;
       return nullptr;
     }
-    const counts_module *same_fingerprint = nullptr;
-    const counts_module *other = nullptr;
+    const counts_module *exact = nullptr, *same_fingerprint = nullptr, *other = nullptr;
     for (const counts_module *m : found->second) {
-      if (m->fingerprint == d.fingerprint && m->time_stamp == d.time_stamp) {
-        same_fingerprint = m;
-        other = nullptr;
-        break;
-      }
-      if (m->fingerprint == d.fingerprint)
-        same_fingerprint = m;
-      else
-        other = m;
+      if (m->fingerprint == d.fingerprint && m->time_stamp == d.time_stamp && !exact) exact = m;
+      if (m->fingerprint == d.fingerprint && !same_fingerprint) same_fingerprint = m;
+      if (m->fingerprint != d.fingerprint && !other) other = m;
     }
+    if (exact) same_fingerprint = exact;
     char text[1200];
     const counts_module *m = same_fingerprint ? same_fingerprint : other;
     if (!same_fingerprint) {
@@ -156,6 +150,13 @@ struct builder {
                     "agree; its counts are used",
                     d.source_id.c_str(), m->time_stamp, d.time_stamp);
       warn(114, text);
+    }
+    if (other) {
+      std::snprintf(text, sizeof text,
+                    "%.900s: the data also holds counts of another build (time stamp %lld, fingerprint %08llX); "
+                    "they are left out",
+                    d.source_id.c_str(), other->time_stamp, static_cast<unsigned long long>(other->fingerprint));
+      warn(117, text);
     }
     module->state = MODULE_MATCHED;
     return m;

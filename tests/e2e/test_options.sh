@@ -14,7 +14,8 @@ run() {  # run ARGS...: sets rc, out, err
   err=$(cat "$WORK/stderr")
 }
 
-usage=$(printf '\nThis is QUB++ (v9.1.4.1) Preprocessor utility, used for instrumenting,\ncompiling and linking the given C/C++ source files.\n\nUsage:\nqub [qub-options] comp/link-command comp/link-options-and-files\n\n[qub-options]:\n   [-i {f|d|m|te|ti}...] [-n symbolfile]\n   [-v] [-V] [-k] [-h] [@optionsfile]...\n   [-c conf-file[;conf-file]...]... [-C conf-param{=value|+value|-value}]...\n   [-2comp] [-no-comp] [-no-templates] [-no-warnings] [-dump-config]\n\nRead more from %s or from the %s subdirectory of %%%%QUBHOME%%%%.\n' "'man qub'" "'doc'")
+[ -n "${QUB_VERSION:-}" ] || { echo 'QUB_VERSION is not set'; exit 1; }
+usage=$(printf '\nThis is QUB++ (v%s) Preprocessor utility, used for instrumenting,\ncompiling and linking the given C/C++ source files.\n\nUsage:\nqub [qub-options] comp/link-command comp/link-options-and-files\n\n[qub-options]:\n   [-i {f|d|m|te|ti}...] [-n symbolfile]\n   [-v] [-V] [-k] [-h] [@optionsfile]...\n   [-c conf-file[;conf-file]...]... [-C conf-param{=value|+value|-value}]...\n   [-2comp] [-no-comp] [-no-templates] [-no-warnings] [-dump-config]\n\nRead more from %s or from the %s subdirectory of %%%%QUBHOME%%%%.\n' "$QUB_VERSION" "'man qub'" "'doc'")
 
 # Usage: no arguments, -h, -?; the configuration is never read (this one is broken).
 mkdir -p broken
@@ -80,7 +81,7 @@ check "bad byte order mark is a read error" test "$err" = "QUB++ error 24: Canno
 # -V: banner, then the search listing.
 run -V
 check "-V alone exits 0" test "$rc" -eq 0
-check "-V banner" test "$(printf '%s\n' "$err" | sed -n 2p)" = "*           QUB++, Test Coverage Analyzer for C/C++, Version 9.1.4.1        *"
+check "-V banner" test "$(printf '%s\n' "$err" | sed -n 2p)" = "$(printf '*           QUB++, Test Coverage Analyzer for C/C++, Version %-14s *' "$QUB_VERSION")"
 listing=$(printf '%s\n' "$err" | sed -n '/^Searching/,$p')
 check "-V listing" test "$listing" = "Searching for configuration files:
 1. Morvaine QUB++ home directory (%QUBHOME%/qub.ini)

@@ -91,4 +91,20 @@ for cc in gcc clang; do
   check "$cc: the linker's message names no temporary source" sh -c "! grep -q 'QUB\\.[0-9]*\\.[0-9]*\\.nolink\\.c' '$WORK/qub.out'"
 done
 
+# A qub.h that someone put into the shared temporary directory is never read: the
+# instrumented text lies in a directory of its own. (A hook includes qub.h into it.)
+mkdir -p "$WORK/plant/tmp"
+cd "$WORK/plant" || exit 1
+printf '#error a planted qub.h was read\n' >tmp/qub.h
+printf 'int f(void);\nint f(void) { return 0; }\n' >f.c
+printf '#!/bin/sh\nprintf "#include \\"qub.h\\"\\n" >>"$3"\n' >include_hook
+chmod +x include_hook
+for cc in gcc clang; do
+  have "$cc" || continue
+  out=$(TEMP="$WORK/plant/tmp" "$QUB" -C RUN_AFTER_INSTR="$WORK/plant/include_hook" "$cc" -c f.c -o f.o 2>&1)
+  check "$cc: the compile step reads the real qub.h, not one from the temporary directory" test $? -eq 0
+  [ -n "$out" ] && echo "$out" >&2
+  check "$cc: the temporary directory holds only the planted file again" test "$(ls -A tmp)" = qub.h
+done
+
 finish

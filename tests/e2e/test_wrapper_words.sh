@@ -93,7 +93,7 @@ check "direct start: no response file" sh -c "! grep -q '^<@' '$FAKECC_LOG'"
 check "response file: run exits 0" test $? -eq 0
 check "response file: the compile call reads an @file" sh -c "grep -q '^<@$tmp/QUB\\.[0-9]*\\.[0-9]*\\.rsp>$' '$FAKECC_LOG'"
 check "-k keeps the response files" sh -c "ls '$tmp'/*.rsp >/dev/null 2>&1"
-rm -f "$tmp"/*
+rm -rf "$tmp"/*
 
 # The real compiler reads the same words from a response file and from the command
 # line: a program that prints its macros gives the same text in every way.
@@ -129,7 +129,7 @@ check "three hooks ran" test "$(wc -l <"$WORK_HOOKLOG")" -eq 3
 check "hook after preprocessing gets command, source and the .i file" \
   grep -q "^all <fakecc> <src.c> <$tmp/QUB\\.[0-9]*\\.[0-9]*\\.src\\.i> <fakecc> <-c> <src.c> <-DX=a b>$" "$WORK_HOOKLOG"
 check "hook after instrumenting gets the instrumented file" \
-  grep -q "^all <fakecc> <src.c> <$tmp/QUB\\.[0-9]*\\.[0-9]*\\.src\\.c> <fakecc>" "$WORK_HOOKLOG"
+  grep -q "^all <fakecc> <src.c> <$tmp/QUB\\.[0-9]*\\.[0-9]*/src\\.c> <fakecc>" "$WORK_HOOKLOG"
 : >"$WORK_HOOKLOG"
 HOOK_NAME=nocomp "$QUB" -no-comp -C RUN_AFTER_COMP=hook fakecc -c src.c
 check "-no-comp skips RUN_AFTER_COMP" test ! -s "$WORK_HOOKLOG"
@@ -174,8 +174,9 @@ check "-2comp failure gives warning 35 and the run goes on" \
 # -k keeps the preprocessed and the instrumented file.
 "$QUB" -k fakecc -c src.c
 check "-k keeps the .i file" sh -c "ls '$tmp'/QUB.*.src.i >/dev/null"
-check "-k keeps the instrumented file" sh -c "ls '$tmp'/QUB.*.src.c >/dev/null"
-rm -f "$tmp"/*
+check "-k keeps the instrumented file, in a directory of its own" sh -c "ls '$tmp'/QUB.*/src.c >/dev/null"
+check "that directory is the user's alone" test "$(stat -c %a "$tmp"/QUB.*/)" = 700
+rm -rf "$tmp"/*
 
 # Excluded sources: compiled by the final command, uninstrumented.
 printf 'int g(void) { return 2; }\n' >ex.c

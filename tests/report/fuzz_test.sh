@@ -33,7 +33,13 @@ for target in symfile datafile; do
   mkdir -p "corpus_$target"
   ASAN_OPTIONS=detect_leaks=1 "./fuzz_$target" -max_total_time="$seconds" -max_len=65536 -timeout=10 \
     -print_final_stats=1 "corpus_$target" "seeds_$target" >"fuzz_$target.log" 2>&1 ||
-    { tail -60 "fuzz_$target.log"; fail "fuzz_$target found a fault"; }
+    {
+      tail -60 "fuzz_$target.log"
+      for input in crash-* leak-* timeout-* oom-*; do
+        [ -f "$input" ] && { echo "--- $input:"; od -c "$input" | head -40; }
+      done
+      fail "fuzz_$target found a fault"
+    }
   runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "fuzz_$target.log" | grep -o '[0-9]*$')
   echo "fuzz_$target: $runs inputs in ${seconds}s, no fault"
 done

@@ -141,6 +141,25 @@ TEST_F(demo_fixture, CountsOfAnotherBuildAreLeftOutWithAWarning) {
   EXPECT_EQ(r.modules[0].state, MODULE_MATCHED);
 }
 
+TEST_F(demo_fixture, CountsOfTwoBuildsUseTheMatchingOne) {
+  counts_data old;
+  for (const counts_testcase &t : data.testcases) {
+    counts_testcase copy = t;
+    for (counts_module &m : copy.modules) m.fingerprint ^= 0x100;
+    old.testcases.push_back(copy);
+  }
+  std::string message;
+  ASSERT_TRUE(counts_merge(&data, old, &message));
+  report r = build();
+  ASSERT_EQ(r.warnings.size(), 2u);
+  EXPECT_EQ(r.warnings[0].number, 117);
+  EXPECT_NE(r.warnings[0].text.find("src/demo.c: the data also holds counts of another build (time stamp 1700000000, "
+                                    "fingerprint FA2EC6DD); they are left out"),
+            std::string::npos)
+      << r.warnings[0].text;
+  EXPECT_EQ(figures(r.total), (strings{"6/7", "27/34", "15/18", "7/10", "7/10"}));
+}
+
 TEST_F(demo_fixture, SameFingerprintOtherTimeStampIsUsedWithAWarning) {
   for (counts_testcase &t : data.testcases)
     for (counts_module &m : t.modules) m.time_stamp += 5;
@@ -202,6 +221,49 @@ TEST(ReportMeasures, PercentagesNeverRoundToFullOrNothing) {
     m.total = r.total;
     EXPECT_EQ(report_percent(m), r.text) << r.covered << "/" << r.total;
   }
+}
+
+}  // namespace
+
+namespace {
+
+// A module built with inclusive timing and decision coverage: the time per function,
+// summed per file, and a record outside any function.
+TEST(ReportTiming, TimesPerFunctionAndFile) {
+  std::string text = "QUB++ sym 9\nTue Nov 14 22:13:20 2023\n"
+                     "@/t/a.c\n11 5 00000001 0 0\n"
+                     "25 1 0 0 0 k\n"
+                     "0 2 0 0 0 f\n2 3 0 0 0 f\n"
+                     "0 4 0 1 0 g\n55 5 0 0 1 here\n1 6 0 1 0 g\n"
+                     "%6,2,2,1,0,2\nEND OF SYMBOLFILE\n";
+  symfile sym;
+  symfile_error error;
+  ASSERT_TRUE(symfile_parse(text, &sym, &error)) << error.message;
+  counts_module m;
+  m.source_id = "/t/a.c";
+  m.time_stamp = 5;
+  m.fingerprint = 1;
+  m.f = {3, 0};
+  m.j = {9, 0};
+  m.tf_true = {1};
+  m.tf_false = {0};
+  m.time = {1200, 34};
+  report r;
+  report_options options;
+  options.base_directory = "/t";
+  report_build(sym, {m}, options, &r);
+  ASSERT_EQ(r.files.size(), 1u);
+  const report_file &f = r.files[0];
+  EXPECT_TRUE(f.measures.timed);
+  EXPECT_EQ(f.measures.time, 1234u);
+  EXPECT_EQ(r.total.time, 1234u);
+  EXPECT_EQ(r.functions[0].time, 1200u);
+  // The ?: before the first function counts in the file; the count pragma counts nowhere.
+  ASSERT_EQ(f.items.size(), 3u);
+  EXPECT_EQ(r.items[f.items[0]].function, -1);
+  EXPECT_EQ(r.items[f.items[1]].item_class, ITEM_COUNT_PRAGMA);
+  EXPECT_EQ(r.items[f.items[1]].count, 9u);
+  EXPECT_EQ(figures(f.measures), (strings{"1/2", "1/3", "0/0", "0/0", "0/0"}));
 }
 
 }  // namespace

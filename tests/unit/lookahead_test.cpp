@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/base.h"
+#include "config/config.h"
 #include "driver/run_state.h"
 #include "emit/pragma.h"
 #include "emit/writer.h"
@@ -391,21 +392,14 @@ TEST_F(LookaheadTest, OpenMpLoopDirectiveIsNoted) {
   EXPECT_FALSE(omp_for_pending);  // a new file clears it, and this is no loop
 }
 
-const char *exclude_first(const char *parameter, conf_iter *iterator) {
-  *iterator = nullptr;
-  return std::strcmp(parameter, "EXCLUDE") == 0 ? "*excluded.h" : nullptr;
-}
-const char *no_value(const char *) { return ""; }
-const char *no_next(conf_iter *) { return nullptr; }
-
 TEST_F(LookaheadTest, LineDirectiveSettlesWhetherTheTextIsInstrumented) {
-  pre_path_conf_table saved = pre_path_conf_hooks;
-  pre_path_conf_hooks = {no_value, exclude_first, no_next};
+  conf_reset();
+  ASSERT_EQ(conf_apply_line("EXCLUDE = *excluded.h"), STATUS_OK);
   tokens("# 1 \"/x/excluded.h\"\nint a;\n");
   EXPECT_FALSE(g_path.file_instrumented);
   tokens("# 1 \"/x/excluded.h\"\nint a;\n# 3 \"/x/main.cpp\"\nint b;\n");
   EXPECT_TRUE(g_path.file_instrumented);
-  pre_path_conf_hooks = saved;
+  conf_reset();
 }
 
 TEST_F(LookaheadTest, CopyTokenWritesTokensAndHandsPragmasOn) {

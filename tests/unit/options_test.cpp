@@ -302,19 +302,6 @@ TEST_F(OptionsTest, NoArgumentsPrintUsageAndIgnoreQubopts) {
   EXPECT_EXIT(pre_setup_arguments(1, argv), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(OptionsTest, UsageTextIsExact) {
-  testing::internal::CaptureStdout();
-  pre_print_usage();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "\nThis is QUB++ (v9.1.4.1) Preprocessor utility, used for instrumenting,\n"
-            "compiling and linking the given C/C++ source files.\n\nUsage:\n"
-            "qub [qub-options] comp/link-command comp/link-options-and-files\n\n[qub-options]:\n"
-            "   [-i {f|d|m|te|ti}...] [-n symbolfile]\n   [-v] [-V] [-k] [-h] [@optionsfile]...\n"
-            "   [-c conf-file[;conf-file]...]... [-C conf-param{=value|+value|-value}]...\n"
-            "   [-2comp] [-no-comp] [-no-templates] [-no-warnings] [-dump-config]\n\n"
-            "Read more from 'man qub' or from the 'doc' subdirectory of %%QUBHOME%%.\n\n");
-}
-
 // --- option files --------------------------------------------------------------------
 
 TEST_F(OptionsTest, OptionFileWordsTakeThePlaceOfTheFileWord) {

@@ -12,44 +12,13 @@
 #include <unistd.h>
 #include <vector>
 
+#include "config/config.h"
 #include "driver/run_state.h"
 #include "prepath/prepath.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// --- a small parameter store for the configuration seam ---------------------------
-
-std::map<std::string, std::vector<std::string>> g_values;
-
-struct fake_cursor {
-  const std::vector<std::string> *values;
-  std::size_t index;
-};
-std::deque<fake_cursor> g_cursors;
-
-const char *fake_get(const char *parameter) {
-  auto it = g_values.find(parameter);
-  return it == g_values.end() || it->second.empty() ? "" : it->second[0].c_str();
-}
-
-const char *fake_first(const char *parameter, conf_iter *iterator) {
-  auto it = g_values.find(parameter);
-  if (it == g_values.end() || it->second.empty()) {
-    *iterator = nullptr;
-    return nullptr;
-  }
-  g_cursors.push_back({&it->second, 1});
-  *iterator = &g_cursors.back();
-  return it->second[0].c_str();
-}
-
-const char *fake_next(conf_iter *iterator) {
-  fake_cursor *c = static_cast<fake_cursor *>(*iterator);
-  if (!c || c->index >= c->values->size()) return nullptr;
-  return (*c->values)[c->index++].c_str();
-}
 
 std::string take(char *text) {
   std::string s = text;
@@ -70,10 +39,7 @@ class PathTest : public ::testing::Test {
     dir_ = real;
     old_dir_ = fs::current_path().string();
     ASSERT_EQ(chdir(dir_.c_str()), 0);
-    saved_hooks_ = pre_path_conf_hooks;
-    pre_path_conf_hooks = {fake_get, fake_first, fake_next};
-    g_values.clear();
-    g_cursors.clear();
+    conf_reset();
     pre_path_cache_destroy();
     pre_path_cache_create();
     g_run.current_record = nullptr;
@@ -82,14 +48,15 @@ class PathTest : public ::testing::Test {
 
   void TearDown() override {
     pre_path_cache_destroy();
-    pre_path_conf_hooks = saved_hooks_;
     g_run.current_record = nullptr;
     g_path.file_instrumented = true;
-    g_values.clear();
-    g_cursors.clear();
+    conf_reset();
     EXPECT_EQ(chdir(old_dir_.c_str()), 0);
     fs::remove_all(dir_);
   }
+
+  // One statement into the configuration store.
+  void set(const char *statement) { ASSERT_EQ(conf_apply_line(statement), STATUS_OK) << statement; }
 
   void make_file(const std::string &relative) {
     fs::path p = fs::path(dir_) / relative;
@@ -104,7 +71,6 @@ class PathTest : public ::testing::Test {
 
   std::string dir_;
   std::string old_dir_;
-  pre_path_conf_table saved_hooks_{};
   file_record record_{};
 };
 
@@ -333,20 +299,20 @@ TEST_F(PathTest, SourceIdForEachIdentification) {
   const std::string canonical = dir_ + "/real/f.c";
   // Not set, or empty: absolute.
   EXPECT_EQ(take(pre_source_id("./alias.c")), canonical);
-  g_values["SOURCE_IDENTIFICATION"] = {""};
+  set("SOURCE_IDENTIFICATION = ");
   EXPECT_EQ(take(pre_source_id("./alias.c")), canonical);
-  g_values["SOURCE_IDENTIFICATION"] = {"absolute"};
+  set("SOURCE_IDENTIFICATION = absolute");
   EXPECT_EQ(take(pre_source_id("./alias.c")), canonical);
-  g_values["SOURCE_IDENTIFICATION"] = {"absolute_without_drive"};
+  set("SOURCE_IDENTIFICATION = absolute_without_drive");
   EXPECT_EQ(take(pre_source_id("./alias.c")), canonical);
-  g_values["SOURCE_IDENTIFICATION"] = {"basename"};
+  set("SOURCE_IDENTIFICATION = basename");
   EXPECT_EQ(take(pre_source_id("./alias.c")), "f.c");  // of the canonical form
   EXPECT_EQ(take(pre_source_id("sub\\gen.c")), "gen.c");
-  g_values["SOURCE_IDENTIFICATION"] = {"as_given"};
+  set("SOURCE_IDENTIFICATION = as_given");
   EXPECT_EQ(take(pre_source_id("./alias.c")), "./alias.c");
   EXPECT_EQ(take(pre_source_id("a//b\\..\\c.c")), "a//b\\..\\c.c");
   // A source that doesn't exist is named by its absolute form.
-  g_values["SOURCE_IDENTIFICATION"] = {"absolute"};
+  set("SOURCE_IDENTIFICATION = absolute");
   EXPECT_EQ(take(pre_source_id("gen/../new.c")), dir_ + "/new.c");
   EXPECT_EQ(take(pre_source_id("//srv/x/../a.c")), "//srv/a.c");
 }
@@ -465,13 +431,13 @@ TEST_F(PathTest, NothingConfiguredExcludesNothing) {
 }
 
 TEST_F(PathTest, ExcludeBySuffixAndByMissingExtension) {
-  g_values["EXCLUDE"] = {"*.h"};
+  set("EXCLUDE = *.h");
   EXPECT_TRUE(pre_is_excluded("inc/a.h"));
   EXPECT_FALSE(pre_is_excluded("a.c"));
-  g_values["EXCLUDE"] = {"*."};
+  set("EXCLUDE = *.");
   EXPECT_TRUE(pre_is_excluded("include/vector"));
   EXPECT_FALSE(pre_is_excluded("a.c"));
-  g_values["EXCLUDE"] = {"*.c", "lib"};  // the second value selects
+  set("EXCLUDE = *.c, lib");  // the second value selects
   EXPECT_TRUE(pre_is_excluded("lib/x.h"));
   EXPECT_FALSE(pre_is_excluded("library.h"));
 }
@@ -479,13 +445,13 @@ TEST_F(PathTest, ExcludeBySuffixAndByMissingExtension) {
 TEST_F(PathTest, EmptyValuesAreSkipped) {
   // An empty pattern would name the current directory and select everything in it.
   EXPECT_TRUE(pre_path_match("a.c", ""));
-  g_values["EXCLUDE"] = {"", "*.h"};
+  set("EXCLUDE = , *.h");
   EXPECT_FALSE(pre_is_excluded("a.c"));
   EXPECT_TRUE(pre_is_excluded("a.h"));
-  g_values["EXCLUDE"] = {"*.h"};
-  g_values["NO_EXCLUDE"] = {""};
+  set("EXCLUDE = *.h");
+  set("NO_EXCLUDE = ");
   EXPECT_TRUE(pre_is_excluded("a.h"));
-  g_values["NO_INCLUDE"] = {""};
+  set("NO_INCLUDE = ");
   EXPECT_FALSE(pre_is_excluded("a.c"));
 }
 
@@ -493,8 +459,8 @@ TEST_F(PathTest, IncludesWithNoExcludeTakingHeadersBack) {
   make_file("main.c");
   make_file("inc/a.h");
   make_file("other/b.h");
-  g_values["EXCLUDE"] = {"%INCLUDES%"};
-  g_values["NO_EXCLUDE"] = {"*\\inc\\*.h"};
+  set("EXCLUDE = %INCLUDES%");
+  set("NO_EXCLUDE = *\\inc\\*.h");
   set_top_level("main.c");
   EXPECT_FALSE(pre_is_excluded("main.c"));
   EXPECT_FALSE(pre_is_excluded("inc/a.h"));
@@ -506,41 +472,41 @@ TEST_F(PathTest, IncludesWithNoExcludeTakingHeadersBack) {
 }
 
 TEST_F(PathTest, NoExcludeTakesBackExcludeOnly) {
-  g_values["EXCLUDE"] = {"lib"};
-  g_values["NO_EXCLUDE"] = {"*/keep.c"};
+  set("EXCLUDE = lib");
+  set("NO_EXCLUDE = */keep.c");
   EXPECT_TRUE(pre_is_excluded("lib/x.c"));
   EXPECT_FALSE(pre_is_excluded("lib/keep.c"));
-  g_values["NO_INCLUDE"] = {"*.c"};
+  set("NO_INCLUDE = *.c");
   EXPECT_TRUE(pre_is_excluded("lib/keep.c"));
   EXPECT_TRUE(pre_is_excluded("src/y.c"));
   EXPECT_FALSE(pre_is_excluded("src/y.h"));
   // NO_INCLUDE = * excludes everything, whatever NO_EXCLUDE says.
-  g_values["NO_INCLUDE"] = {"*"};
-  g_values["NO_EXCLUDE"] = {"*"};
+  set("NO_INCLUDE = *");
+  set("NO_EXCLUDE = *");
   EXPECT_TRUE(pre_is_excluded("lib/keep.c"));
   EXPECT_TRUE(pre_is_excluded("a.h"));
   // NO_EXCLUDE alone takes back nothing that EXCLUDE didn't select.
-  g_values.erase("NO_INCLUDE");
-  g_values.erase("EXCLUDE");
+  set("NO_INCLUDE =");
+  set("EXCLUDE =");
   EXPECT_FALSE(pre_is_excluded("a.h"));
 }
 
 TEST_F(PathTest, QuestionMarkEndsTheRunWhenReached) {
   const char *excl = "^QUB\\+\\+ error 0: Configuration parameter EXCLUDE has illegal value \"x\\?\\.c\"\n$";
-  g_values["EXCLUDE"] = {"*.h", "x?.c"};
+  set("EXCLUDE = *.h, x?.c");
   // Behind the first value that selects, the value is never reached.
   EXPECT_TRUE(pre_is_excluded("a.h"));
   EXPECT_EXIT(pre_is_excluded("a.c"), ::testing::ExitedWithCode(1), excl);
 
-  g_values["EXCLUDE"] = {"*.h"};
-  g_values["NO_EXCLUDE"] = {"inc", "bad?"};
+  set("EXCLUDE = *.h");
+  set("NO_EXCLUDE = inc, bad?");
   EXPECT_FALSE(pre_is_excluded("inc/a.h"));  // the first value takes it back
   EXPECT_FALSE(pre_is_excluded("a.c"));      // NO_EXCLUDE is read only after a match
   EXPECT_EXIT(pre_is_excluded("a.h"), ::testing::ExitedWithCode(1),
               "^QUB\\+\\+ error 0: Configuration parameter NO_EXCLUDE has illegal value \"bad\\?\"\n$");
 
-  g_values["NO_EXCLUDE"] = {};
-  g_values["NO_INCLUDE"] = {"?"};
+  set("NO_EXCLUDE = ");
+  set("NO_INCLUDE = ?");
   EXPECT_TRUE(pre_is_excluded("a.h"));  // excluded before NO_INCLUDE is read
   EXPECT_EXIT(pre_is_excluded("a.c"), ::testing::ExitedWithCode(1),
               "^QUB\\+\\+ error 0: Configuration parameter NO_INCLUDE has illegal value \"\\?\"\n$");
@@ -548,7 +514,7 @@ TEST_F(PathTest, QuestionMarkEndsTheRunWhenReached) {
 
 TEST_F(PathTest, NoteCurrentFileFollowsTheSelection) {
   make_file("main.c");
-  g_values["EXCLUDE"] = {"%INCLUDES%"};
+  set("EXCLUDE = %INCLUDES%");
   set_top_level("main.c");
   pre_note_current_file("/usr/include/stdio.h");
   EXPECT_FALSE(g_path.file_instrumented);
@@ -560,12 +526,6 @@ TEST_F(PathTest, NoteCurrentFileFollowsTheSelection) {
   EXPECT_FALSE(g_path.file_instrumented);
   pre_note_current_file((dir_ + "/main.c").c_str());
   EXPECT_TRUE(g_path.file_instrumented);
-}
-
-TEST(PathConfHooks, DefaultToTheConfigurationStore) {
-  EXPECT_EQ(pre_path_conf_hooks.get, &conf_get);
-  EXPECT_EQ(pre_path_conf_hooks.first, &conf_first);
-  EXPECT_EQ(pre_path_conf_hooks.next, &conf_next);
 }
 
 }  // namespace

@@ -71,50 +71,106 @@ bool has_description(const std::string &path, const std::string &source) {
   return false;
 }
 
-// Bits of SIGHUP, SIGINT and SIGTERM in the "SigIgn" mask of a process.
-bool ignores_interruptions(pid_t pid) {
-  std::string status = symtest::read_file("/proc/" + std::to_string(pid) + "/status");
-  std::size_t at = status.find("SigIgn:");
-  if (at == std::string::npos) return false;
-  unsigned long long mask = std::stoull(status.substr(at + 7), nullptr, 16);
-  unsigned long long wanted = (1ull << (SIGHUP - 1)) | (1ull << (SIGINT - 1)) | (1ull << (SIGTERM - 1));
-  return (mask & wanted) == wanted;
+// The signal that ended a child, 0 when it ended otherwise, -1 when it still runs after
+// some seconds (it is then killed).
+int ending_signal(pid_t child) {
+  int status = 0;
+  for (int i = 0; i < 500; i++) {
+    if (waitpid(child, &status, WNOHANG) == child) return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    sleep_ms(10);
+  }
+  kill(child, SIGKILL);
+  waitpid(child, &status, 0);
+  return -1;
 }
 
-TEST_F(SymbolTest, SystemLockMakesTheCommitWaitWithSignalsIgnored) {
-  commit_example("a.c");
-  std::string before = symtest::read_file(sym_path());
-  int fd = open(sym_path().c_str(), O_RDWR);
-  ASSERT_GE(fd, 0);
+// Holds the system lock of the symbol file with an open file description lock, which
+// conflicts with the process lock that the commit takes and, unlike that one, survives
+// the test's own reading of the file. The descriptor, or -1.
+int hold_system_lock(const std::string &path) {
+  int fd = open(path.c_str(), O_RDWR);
   struct flock region = {};
   region.l_type = F_WRLCK;
   region.l_whence = SEEK_SET;
   region.l_len = static_cast<off_t>(0xFFFF0000u);
-  // An open file description lock conflicts with the process lock that the commit takes
-  // and, unlike that one, survives the test's own reading of the file.
-  ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &region), 0);
-
-  pid_t child = start_child([this, fd] {
-    close(fd);  // the lock belongs to the parent's open file description alone
-    commit_example("b.c");
-  });
-  bool waiting_with_signals_ignored = false;
-  for (int i = 0; i < 200 && !waiting_with_signals_ignored; i++) {
-    sleep_ms(10);
-    waiting_with_signals_ignored = ignores_interruptions(child);
+  if (fd >= 0 && fcntl(fd, F_OFD_SETLK, &region) != 0) {
+    close(fd);
+    fd = -1;
   }
-  EXPECT_TRUE(waiting_with_signals_ignored);
-  sleep_ms(200);
-  EXPECT_TRUE(still_running(child));
-  EXPECT_EQ(symtest::read_file(sym_path()), before);
-  kill(child, SIGINT);
+  return fd;
+}
+
+TEST_F(SymbolTest, WaitForTheLockCanBeInterrupted) {
+  commit_example("a.c");
+  const std::string before = symtest::read_file(sym_path());
+  const std::string lock = pre_symbol_lock_path();
+  const std::string holder = std::to_string(getpid()) + "\n";
+  for (bool lock_file : {false, true}) {
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) {
+      int fd = -1;
+      if (lock_file) {
+        setenv("QUB_LOCK_MAX_WAIT", "30", 1);
+        symtest::write_file(lock, holder);
+      } else {
+        unsetenv("QUB_LOCK_MAX_WAIT");
+        fd = hold_system_lock(sym_path());
+        ASSERT_GE(fd, 0);
+      }
+      pid_t child = start_child([this, fd] {
+        if (fd >= 0) close(fd);  // the lock belongs to the parent's open file description alone
+        commit_example("b.c");
+      });
+      sleep_ms(200);
+      EXPECT_TRUE(still_running(child));
+      kill(child, sig);
+      EXPECT_EQ(ending_signal(child), sig) << (lock_file ? "lock file, signal " : "system lock, signal ") << sig;
+      EXPECT_EQ(symtest::read_file(sym_path()), before);
+      if (lock_file) {
+        EXPECT_EQ(symtest::read_file(lock), holder) << "the holder's lock file stays";
+      }
+      if (fd >= 0) close(fd);
+      unlink(lock.c_str());
+    }
+  }
+}
+
+TEST_F(SymbolTest, SignalsDuringTheCommitTakeEffectAfterIt) {
+  // Under the lock file: the signal comes while the lock file shows the commit running.
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < 150000; i++)
+    text += "@file" + std::to_string(i) + ".c\n3 1700000000 0000ABCD 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+  text += "END OF SYMBOLFILE\n";
+  symtest::write_file(sym_path(), text);
+  std::string lock = pre_symbol_lock_path();
+  setenv("QUB_LOCK_MAX_WAIT", "5", 1);
+  pid_t child = start_child([this] { commit_example("new.c"); });
+  bool running = false;
+  for (int i = 0; i < 2000000 && !running && still_running(child); i++)
+    running = symtest::read_file(lock) == std::to_string(child) + "\n";
+  ASSERT_TRUE(running);
   kill(child, SIGTERM);
-  kill(child, SIGHUP);
-  sleep_ms(50);
-  EXPECT_TRUE(still_running(child));
-  close(fd);  // releases the lock
-  EXPECT_EQ(wait_child(child), 0);
-  EXPECT_TRUE(has_description(sym_path(), "b.c"));
+  EXPECT_EQ(ending_signal(child), SIGTERM);
+  EXPECT_TRUE(has_description(sym_path(), "new.c"));
+  EXPECT_NE(access(lock.c_str(), F_OK), 0);
+
+  // Under the system lock: the signal comes just as the lock is released, so it finds
+  // the process waiting or committing. Either way the file is whole and the signal is
+  // not lost.
+  unsetenv("QUB_LOCK_MAX_WAIT");
+  for (int trial = 0; trial < 8; trial++) {
+    std::string source = "s" + std::to_string(trial) + ".c";
+    int fd = hold_system_lock(sym_path());
+    ASSERT_GE(fd, 0);
+    child = start_child([this, fd, source] {
+      close(fd);
+      commit_example(source.c_str());
+    });
+    sleep_ms(100);
+    close(fd);
+    usleep(static_cast<useconds_t>(trial * 500));
+    kill(child, SIGINT);
+    EXPECT_EQ(ending_signal(child), SIGINT) << "trial " << trial;
+  }
 }
 
 TEST_F(SymbolTest, SignalDispositionsComeBackAfterTheCommit) {

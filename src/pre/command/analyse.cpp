@@ -146,10 +146,10 @@ arg_kind file_kind(const char *word) {
                                    {"EXT_OBJC", ARG_OBJC},     {"EXT_CSHARP", ARG_CSHARP},
                                    {"EXT_JAVA", ARG_JAVA},     {"EXT_OTHER", ARG_OTHER}};
   for (const ext_list &l : lists) {
-    conf_iter it = nullptr;
-    for (const char *v = conf_first(l.parameter, &it); v; v = conf_next(&it)) {
-      if (std::strcmp(v, "%DEFAULT%") == 0 || (*v && pre_has_extension(word, v))) return l.kind;
-    }
+    if (conf_each_value(l.parameter, [&](const char *v) {
+          return std::strcmp(v, "%DEFAULT%") == 0 || pre_has_extension(word, v);
+        }))
+      return l.kind;
   }
   return ARG_OTHER;
 }
@@ -199,19 +199,19 @@ void name_dependency_output(file_record *r, const std::string &named, const std:
 
 const char *pre_find_optchars(char c) {
   if (c == '\0') return nullptr;
-  conf_iter it = nullptr;
-  for (const char *v = conf_first("OPTCHARS", &it); v; v = conf_next(&it))
-    if (std::strchr(v, c)) return v;
-  return nullptr;
+  const char *found = nullptr;
+  conf_each_value("OPTCHARS", [&](const char *v) {
+    if (std::strchr(v, c)) found = v;
+    return found != nullptr;
+  });
+  return found;
 }
 
 bool pre_is_option(const char *word, const char *parameter) {
   const char *group = pre_find_optchars(word[0]);
   if (!group) return false;
-  conf_iter it = nullptr;
-  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it))
-    if (in_group(group, v[0]) && std::strcmp(word + 1, v + 1) == 0) return true;
-  return false;
+  return conf_each_value(parameter,
+                         [&](const char *v) { return in_group(group, v[0]) && std::strcmp(word + 1, v + 1) == 0; });
 }
 
 void pre_add_option(pre_list *list, const arg_node *arg) {
@@ -258,11 +258,8 @@ void pre_select_command_block(arg_node *command_arg) {
   std::string word = command_arg->text;
   std::string before_prefix;  // the word as it was before a target prefix was cut
   for (;;) {
-    for (const char *name = conf_select_first(); name; name = conf_select_next()) {
-      conf_iter it = nullptr;
-      for (const char *v = conf_first("COMMAND", &it); v; v = conf_next(&it))
-        if (*v && command_matches(word.c_str(), v)) return;
-    }
+    for (const char *name = conf_select_first(); name; name = conf_select_next())
+      if (conf_each_value("COMMAND", [&](const char *v) { return command_matches(word.c_str(), v); })) return;
     std::string shorter = word;
     if (shorten_command(shorter)) {
       word = shorter;
@@ -286,33 +283,29 @@ namespace {
 bool longer_params_option(const char *word, std::size_t optfile_length) {
   const char *group = pre_find_optchars(word[0]);
   if (!group) return false;
-  conf_iter it = nullptr;
-  for (const char *p = conf_first("PARAMS", &it); p; p = conf_next(&it)) {
+  return conf_each_value("PARAMS", [&](const char *p) {
     std::size_t n = std::strlen(p);
-    if (!in_group(group, p[0]) || std::strlen(word) < n) continue;
-    if (std::strncmp(word + 1, p + 1, n - 1) == 0 && n > optfile_length) return true;
-  }
-  return false;
+    return in_group(group, p[0]) && std::strlen(word) >= n && std::strncmp(word + 1, p + 1, n - 1) == 0 &&
+           n > optfile_length;
+  });
 }
 
 // The option file a word names (with the word behind it when `two_words`), or none.
 bool optfile_of(const arg_node *n, std::string &file, bool &two_words) {
-  conf_iter it = nullptr;
-  for (const char *v = conf_first("OPTFILE", &it); v; v = conf_next(&it)) {
+  return conf_each_value("OPTFILE", [&](const char *v) {
     std::size_t len = std::strlen(v);
-    if (!len || std::strncmp(n->text, v, len) != 0) continue;
+    if (std::strncmp(n->text, v, len) != 0) return false;
     if (n->text[len] == '\0') {
-      if (!n->next) continue;
+      if (!n->next) return false;
       file = n->next->text;
       two_words = true;
       return true;
     }
-    if (longer_params_option(n->text, len)) continue;
+    if (longer_params_option(n->text, len)) return false;
     file = n->text + len;
     two_words = false;
     return true;
-  }
-  return false;
+  });
 }
 
 }  // namespace
@@ -402,9 +395,7 @@ void pre_classify_args(arg_node *command_arg) {
       n->kind = ARG_OPTION;
       bool matched = false;
       for (const char *parameter : param_lists) {
-        conf_iter it = nullptr;
-        for (const char *v = conf_first(parameter, &it); v && !matched; v = conf_next(&it))
-          matched = pre_match_param_option(n, group, v, parameter);
+        matched = conf_each_value(parameter, [&](const char *v) { return pre_match_param_option(n, group, v, parameter); });
         if (matched) break;
       }
       if (pre_is_option(n->text, "OPT_COMPILE_ONLY"))
@@ -514,12 +505,10 @@ file_record *pre_make_file_record(arg_node *command_arg, arg_node *word, bool ho
   if (g_run.comp_out_arg) {
     out_option = g_run.comp_out_arg->text;
   } else {
-    conf_iter it = nullptr;
-    for (const char *v = conf_first("OPT_COMP_OUT", &it); v; v = conf_next(&it))
-      if (*v) {
-        out_option = v;
-        break;
-      }
+    conf_each_value("OPT_COMP_OUT", [&](const char *v) {
+      out_option = v;
+      return true;
+    });
   }
   if (!out_option.empty()) {
     if (pre_is_option(out_option.c_str(), "PARAMS_SEPARATE")) {
@@ -536,11 +525,8 @@ file_record *pre_make_file_record(arg_node *command_arg, arg_node *word, bool ho
     const char *c = conf_get("OPT_COMPILE_ONLY");
     if (*c) add_text(r->compile_flags, c);
   }
-  conf_iter it = nullptr;
-  for (const char *v = conf_first("OPT_ADD_COMPILE", &it); v; v = conf_next(&it))
-    if (*v) add_text(r->compile_flags, v);
-  for (const char *v = conf_first("OPT_ADD_PREPROC", &it); v; v = conf_next(&it))
-    if (*v) add_text(r->preproc_flags, v);
+  conf_each_value("OPT_ADD_COMPILE", [&](const char *v) { add_text(r->compile_flags, v); });
+  conf_each_value("OPT_ADD_PREPROC", [&](const char *v) { add_text(r->preproc_flags, v); });
   // The language in which the compile step reads the instrumented text, last.
   const char *in_force = pre_language_before(command_arg, word);
   bool objcxx = in_force ? std::strcmp(in_force, "objective-c++") == 0
@@ -613,10 +599,6 @@ void pre_plan_command(pre_list *file_records, final_command **final, arg_node *c
     }
     pre_add_option(f->args, n);
   }
-  if (link) {
-    conf_iter it = nullptr;
-    for (const char *v = conf_first("LIBRARY", &it); v; v = conf_next(&it))
-      if (*v) add_text(f->args, v);
-  }
+  if (link) conf_each_value("LIBRARY", [&](const char *v) { add_text(f->args, v); });
   *final = f;
 }

@@ -56,9 +56,7 @@ char *pre_borland_rewrite_rsp(std::uint32_t *fields, const char *name) {
     return nullptr;
   }
   std::string rewritten(text, i);
-  conf_iter it = nullptr;
-  for (const char *v = conf_first("LIBRARY", &it); v; v = conf_next(&it))
-    if (*v) rewritten = rewritten + v + " ";
+  conf_each_value("LIBRARY", [&](const char *v) { rewritten = rewritten + v + " "; });
   rewritten += text + i;
   std::free(text);
   char *out = pre_temp_name(nullptr, !g_run.keep_temp);
@@ -76,9 +74,7 @@ bool pre_borland_scan_arg(arg_node *word, std::uint32_t *fields) {
         insert_word_after(word, word->text + i + 1);
         word->text[i + 1] = '\0';
       }
-      conf_iter it = nullptr;
-      for (const char *v = conf_first("LIBRARY", &it); v; v = conf_next(&it))
-        if (*v) insert_word_after(word, v);
+      conf_each_value("LIBRARY", [&](const char *v) { insert_word_after(word, v); });
       return true;
     }
     if (c == '@') {

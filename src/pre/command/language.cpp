@@ -35,10 +35,7 @@ const language_row *row_of(arg_kind kind, bool objcxx) {
 }
 
 bool has_value(const char *parameter, const char *text) {
-  conf_iter it = nullptr;
-  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it))
-    if (std::strcmp(v, text) == 0) return true;
-  return false;
+  return conf_each_value(parameter, [&](const char *v) { return std::strcmp(v, text) == 0; });
 }
 
 // The block takes -x with a value.

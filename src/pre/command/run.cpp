@@ -64,17 +64,16 @@ std::string joined(pre_list *list) {
 }
 
 const char *first_optfile() {
-  conf_iter it = nullptr;
-  for (const char *v = conf_first("OPTFILE", &it); v; v = conf_next(&it))
-    if (*v) return v;
-  return nullptr;
+  const char *first = nullptr;
+  conf_each_value("OPTFILE", [&](const char *v) {
+    first = v;
+    return true;
+  });
+  return first;
 }
 
 bool is_exact_value(const char *text, const char *parameter) {
-  conf_iter it = nullptr;
-  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it))
-    if (std::strcmp(v, text) == 0) return true;
-  return false;
+  return conf_each_value(parameter, [&](const char *v) { return std::strcmp(v, text) == 0; });
 }
 
 // Writes a response file and returns the option text that names it.
@@ -100,14 +99,12 @@ void shorten(pre_list *list, std::string &kept, std::string &flags) {
   pre_list *rest = pre_list_new(pre_list_text_equal);
   for (void *p = pre_list_first(list); p; p = pre_list_next(list)) pre_list_add(rest, p);
   pre_list *kept_list = nullptr;
-  conf_iter it = nullptr;
-  for (const char *v = conf_first("OPT_NO_OPTFILE", &it); v; v = conf_next(&it)) {
-    if (!*v) continue;
+  conf_each_value("OPT_NO_OPTFILE", [&](const char *v) {
     void *item = pre_list_remove(rest, v);
-    if (!item) continue;
+    if (!item) return;
     if (!kept_list) kept_list = pre_list_new(pre_list_text_equal);
     pre_list_add(kept_list, item);
-  }
+  });
   if (kept_list) {
     kept = joined(kept_list);
     pre_list_free(kept_list);

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/base.h"
@@ -20,7 +21,20 @@ struct temp_state {
 temp_state g_temp;
 }  // namespace
 
-char *pre_temp_name(const char *tail, bool remove_at_exit) {
+namespace {
+
+void add_to_removal_list(const char *name) {
+  // The stop handler walks the list: it must not see it half changed.
+  sigset_t saved;
+  pre_hold_stop_signals(&saved);
+  if (!g_temp.removal_list) g_temp.removal_list = pre_list_new(pre_list_text_equal);
+  pre_list_add(g_temp.removal_list, pre_xstrdup(name));
+  pre_release_stop_signals(&saved);
+}
+
+// A new name "<dir>/QUB.<pid>.<n><tail>", reserved by creating a file (or a directory
+// of its own) that did not exist in any form.
+char *reserve_name(const char *tail, bool directory, bool remove_at_exit) {
   std::string dir = pre_temp_directory();
   std::string prefix = dir;
   if (prefix.empty() || (prefix.back() != '/' && prefix.back() != '\\')) prefix += '/';
@@ -32,7 +46,7 @@ char *pre_temp_name(const char *tail, bool remove_at_exit) {
       pre_fatal(STATUS_NO_TEMP_FILE);
     }
     name = prefix + std::to_string(g_temp.counter++) + (tail ? tail : "");
-    if (pre_create_exclusive(name.c_str())) break;
+    if (directory ? mkdir(name.c_str(), 0700) == 0 : pre_create_exclusive(name.c_str())) break;
     if (!pre_path_exists(name.c_str())) {  // the directory refuses new files
       pre_set_message_args("", "");
       pre_fatal(STATUS_NO_TEMP_FILE);
@@ -45,21 +59,31 @@ char *pre_temp_name(const char *tail, bool remove_at_exit) {
     }
     g_temp.registered = true;
   }
-  char *result = pre_xstrdup(name.c_str());
-  if (remove_at_exit) {
-    // The stop handler walks the list: it must not see it half changed.
-    sigset_t saved;
-    pre_hold_stop_signals(&saved);
-    if (!g_temp.removal_list) g_temp.removal_list = pre_list_new(pre_list_text_equal);
-    pre_list_add(g_temp.removal_list, pre_xstrdup(result));
-    pre_release_stop_signals(&saved);
-  }
-  return result;
+  if (remove_at_exit) add_to_removal_list(name.c_str());
+  return pre_xstrdup(name.c_str());
 }
 
+}  // namespace
+
+char *pre_temp_name(const char *tail, bool remove_at_exit) { return reserve_name(tail, false, remove_at_exit); }
+
+char *pre_temp_private_name(const char *file_name, bool remove_at_exit) {
+  char *dir = reserve_name(nullptr, true, remove_at_exit);
+  std::string name = std::string(dir) + "/" + file_name;
+  std::free(dir);
+  if (!pre_create_exclusive(name.c_str())) {
+    pre_set_message_args("", "");
+    pre_fatal(STATUS_NO_TEMP_FILE);
+  }
+  if (remove_at_exit) add_to_removal_list(name.c_str());
+  return pre_xstrdup(name.c_str());
+}
+
+// Files first, then the directories that held them.
 void pre_remove_temp_files_at_signal() {
   if (!g_temp.removal_list) return;
   for (pre_list_node *n = g_temp.removal_list->head; n; n = n->next) unlink(static_cast<char *>(n->item));
+  for (pre_list_node *n = g_temp.removal_list->head; n; n = n->next) rmdir(static_cast<char *>(n->item));
 }
 
 void pre_remove_temp_files() {
@@ -67,8 +91,7 @@ void pre_remove_temp_files() {
   sigset_t saved;
   pre_hold_stop_signals(&saved);  // the list goes away under the stop handler's eyes
   pre_close_all_files();
-  for (void *p = pre_list_first(g_temp.removal_list); p; p = pre_list_next(g_temp.removal_list))
-    if (pre_path_exists(static_cast<char *>(p))) unlink(static_cast<char *>(p));
+  pre_remove_temp_files_at_signal();
   pre_list_free_texts(g_temp.removal_list);
   g_temp.removal_list = nullptr;
   pre_release_stop_signals(&saved);

@@ -8,6 +8,7 @@
 #define QUB_CONFIG_CONFIG_H
 
 #include <cstddef>
+#include <type_traits>
 
 #include "preerror/status.h"
 
@@ -26,6 +27,21 @@ const char *conf_get(const char *parameter);
 typedef void *conf_iter;
 const char *conf_first(const char *parameter, conf_iter *iterator);
 const char *conf_next(conf_iter *iterator);
+
+// Calls visit(value) for each non-empty value of a list parameter, in order. A visit
+// that returns bool stops the walk by returning true; the result tells whether one did.
+template <typename Visit>
+bool conf_each_value(const char *parameter, Visit visit) {
+  conf_iter it = nullptr;
+  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it)) {
+    if (!*v) continue;
+    if constexpr (std::is_void_v<decltype(visit(v))>)
+      visit(v);
+    else if (visit(v))
+      return true;
+  }
+  return false;
+}
 
 // Block selection. conf_select_first makes the first named block current and returns
 // its name; with no named block it makes the default block current and returns none.

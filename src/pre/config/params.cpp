@@ -119,10 +119,7 @@ bool is_positive_number(const char *value) {
 }
 
 bool is_value_of(const char *parameter, const char *value) {
-  conf_iter it = nullptr;
-  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it))
-    if (std::strcmp(v, value) == 0) return true;
-  return false;
+  return conf_each_value(parameter, [&](const char *v) { return std::strcmp(v, value) == 0; });
 }
 
 bool applies(const conf_param &p, const char *type) {

@@ -9,13 +9,13 @@
 #include <string>
 
 #include "base/base.h"
+#include "base/version.h"
 #include "command/command.h"
 #include "platform/platform.h"
 #include "preerror/preerror.h"
 
 namespace {
 
-constexpr const char *VERSION_TEXT = "9.1.4.1";
 constexpr const char *OPTS_PREFIX = "QUBOPTS=";
 
 // An option file whose words are in the chain: the word as written and the last word
@@ -219,7 +219,7 @@ void pre_print_usage() {
       "   [-c conf-file[;conf-file]...]... [-C conf-param{=value|+value|-value}]...\n"
       "   [-2comp] [-no-comp] [-no-templates] [-no-warnings] [-dump-config]\n\n"
       "Read more from 'man qub' or from the 'doc' subdirectory of %s.\n\n",
-      VERSION_TEXT, "%%QUBHOME%%");
+      PRE_VERSION_TEXT, "%%QUBHOME%%");
 }
 
 void pre_default_home() {

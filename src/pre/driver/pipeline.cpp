@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/base.h"
+#include "base/version.h"
 #include "command/command.h"
 #include "command/language.h"
 #include "command/signals.h"
@@ -31,14 +32,6 @@ void out_of_memory() { pre_fatal(STATUS_OUT_OF_MEMORY); }
 const char *RULE = "*****************************************************************************\n";
 const char *EMPTY_BOX = "*                                                                           *\n";
 
-// Each non-empty value of a list parameter, in order.
-template <typename F>
-void for_each_value(const char *parameter, F f) {
-  conf_iter it = nullptr;
-  for (const char *v = conf_first(parameter, &it); v; v = conf_next(&it))
-    if (*v) f(v);
-}
-
 void free_args() {
   pre_free_arg_chain(g_run.args);
   g_run.args = g_run.current_arg = g_run.last_option_arg = g_run.command_arg = nullptr;
@@ -51,7 +44,7 @@ void pre_print_banner() {
   char line[256];
   std::fputs(RULE, stderr);
   std::snprintf(line, sizeof line, "*           QUB++, Test Coverage Analyzer for C/C++, Version %-14s *\n",
-                "9.1.4.1");
+                PRE_VERSION_TEXT);
   std::fputs(line, stderr);
   std::fputs(EMPTY_BOX, stderr);
   std::fputs("*                             THE PREPROCESSOR                              *\n", stderr);
@@ -103,7 +96,7 @@ void pre_analyse_command() {
   pre_select_command_block(command);
   conf_apply_pending_overrides();
   conf_validate();
-  for_each_value("RUN_BEFORE_ALL", [](const char *v) { pre_run_before_all(v); });
+  conf_each_value("RUN_BEFORE_ALL", [](const char *v) { pre_run_before_all(v); });
   if (g_run.dump_config) pre_dump_config_second();
   if (std::strcmp(conf_get("TYPE"), "borland_linker") == 0) {
     pre_plan_borland(command, &g_run.final);
@@ -138,7 +131,7 @@ void pre_process_file() {
   char *pre_tail = pre_temp_suffix(rec->source, ".i");
   char *instr_tail = pre_instrumented_tail(rec);
   char *preprocessed = pre_temp_name(pre_tail, !g_run.keep_temp);
-  char *instrumented = pre_temp_name(instr_tail, !g_run.keep_temp);
+  char *instrumented = pre_temp_private_name(instr_tail + 1, !g_run.keep_temp);
   std::free(pre_tail);
   std::free(instr_tail);
   if (g_run.verbose) std::fprintf(stderr, "qub: processing file %s\n", rec->source);
@@ -152,8 +145,8 @@ void pre_process_file() {
     status = STATUS_MISSING_DEFINITION;
   } else {
     pre_run_preproc(rec->source, preprocessed, rec->command, templ, rec->preproc_flags);
-    for_each_value("RUN_AFTER_CPP",
-                   [&](const char *v) { pre_run_hook(v, rec->command, rec->source, preprocessed); });
+    conf_each_value("RUN_AFTER_CPP",
+                    [&](const char *v) { pre_run_hook(v, rec->command, rec->source, preprocessed); });
     pre_symbol_begin_file(source_id);
     pre_begin_instrumented_file(instrumented);
     status = pre_analyse_file(preprocessed, rec->source);
@@ -164,12 +157,12 @@ void pre_process_file() {
   }
   std::free(source_id);
   if (status != STATUS_OK) pre_fatal(status);
-  for_each_value("RUN_AFTER_INSTR",
-                 [&](const char *v) { pre_run_hook(v, rec->command, rec->source, instrumented); });
+  conf_each_value("RUN_AFTER_INSTR",
+                  [&](const char *v) { pre_run_hook(v, rec->command, rec->source, instrumented); });
   if (!g_run.no_comp) {
     pre_run_compile(instrumented, rec->command, rec->compile_flags);
-    for_each_value("RUN_AFTER_COMP",
-                   [&](const char *v) { pre_run_hook(v, rec->command, rec->source, instrumented); });
+    conf_each_value("RUN_AFTER_COMP",
+                    [&](const char *v) { pre_run_hook(v, rec->command, rec->source, instrumented); });
   }
   std::free(preprocessed);
   std::free(instrumented);

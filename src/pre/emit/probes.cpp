@@ -132,10 +132,9 @@ pre_text_piece *skip_forward_group(pre_text_piece *open_piece) {
 bool names_skip_parameter(const pre_text_piece *p) {
   std::size_t len = p->length;
   while (len && p->text[len - 1] == ' ') len--;
-  conf_iter it;
-  for (const char *item = conf_first("SKIP_PARAMETER_LIST", &it); item; item = conf_next(&it))
-    if (std::strlen(item) == len && std::strncmp(item, p->text, len) == 0) return true;
-  return false;
+  return conf_each_value("SKIP_PARAMETER_LIST", [&](const char *item) {
+    return std::strlen(item) == len && std::strncmp(item, p->text, len) == 0;
+  });
 }
 
 }  // namespace
@@ -182,12 +181,9 @@ bool pre_wildcard_match(const char *text, const char *pattern) {
 }
 
 bool pre_name_in_list(const char *parameter, const char *name, bool exact) {
-  conf_iter it;
-  for (const char *item = conf_first(parameter, &it); item; item = conf_next(&it)) {
-    if (!*item) continue;
-    if (exact ? std::strcmp(item, name) == 0 : pre_wildcard_match(name, item)) return true;
-  }
-  return false;
+  return conf_each_value(parameter, [&](const char *item) {
+    return exact ? std::strcmp(item, name) == 0 : pre_wildcard_match(name, item);
+  });
 }
 
 // --- functions ------------------------------------------------------------------------------

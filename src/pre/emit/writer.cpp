@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "base/base.h"
+#include "base/version.h"
 #include "config/config.h"
 #include "driver/run_state.h"
 #include "emit/probes.h"
@@ -18,7 +19,6 @@ writer_state g_writer;
 
 namespace {
 
-constexpr const char *QUB_VERSION_TEXT = "9.1.4.1";
 constexpr std::uint32_t COUNTER_LIMIT = 0x7FFFFFFF;
 
 pre_text_piece *append_piece_n(const char *text, std::size_t len, std::uint32_t kind, char blank) {
@@ -89,7 +89,7 @@ void append_banner() {
   emit_text("/****************************************************************************\n");
   std::snprintf(line, sizeof line,
                 "*           QUB++, Test Coverage Analyzer for C/C++, Version %-7s        *\n",
-                QUB_VERSION_TEXT);
+                PRE_VERSION_TEXT);
   emit_text(line);
   emit_text("*                                                                           *\n");
   emit_text("*                             Instrumented code                             *\n");

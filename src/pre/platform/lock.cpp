@@ -77,8 +77,15 @@ bool same_file(const lock_view &a, const lock_view &b) {
   return a.exists == b.exists && a.device == b.device && a.inode == b.inode && a.holder == b.holder;
 }
 
-bool create_lock_file(const char *path, pre_lock_file_id *taken) {
-  if (!pre_create_pid_file(path, static_cast<long>(getpid()))) return false;
+// Creates the lock file with the signals held; lets them through again if that fails.
+bool create_lock_file(const char *path, pre_lock_file_id *taken, pre_signal_hold *hold) {
+  pre_signals_hold(hold);
+  if (!pre_create_pid_file(path, static_cast<long>(getpid()))) {
+    int error = errno;
+    pre_signals_release(hold);
+    errno = error;
+    return false;
+  }
   struct stat st;
   if (lstat(path, &st) == 0) {
     taken->device = st.st_dev;
@@ -91,7 +98,7 @@ bool create_lock_file(const char *path, pre_lock_file_id *taken) {
 // found the same file take turns under a lock on it, and each one first checks that the
 // file is still the one at path: so only the first removes it, and a later one sees the
 // new file. False (errno EEXIST) when another process was first.
-bool take_over(const char *path, lock_view *view, pre_lock_file_id *taken) {
+bool take_over(const char *path, lock_view *view, pre_lock_file_id *taken, pre_signal_hold *hold) {
   if (view->writable) {
     struct flock whole;
     std::memset(&whole, 0, sizeof whole);
@@ -112,7 +119,7 @@ bool take_over(const char *path, lock_view *view, pre_lock_file_id *taken) {
     errno = EEXIST;
     return false;
   }
-  return create_lock_file(path, taken);
+  return create_lock_file(path, taken, hold);
 }
 
 }  // namespace
@@ -187,20 +194,6 @@ bool pre_create_pid_file(const char *path, long pid) {
   return true;
 }
 
-long pre_read_pid_file(const char *path) {
-  int fd = open(path, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return -1;
-  char text[16];
-  ssize_t n;
-  do {
-    n = read(fd, text, 15);
-  } while (n < 0 && errno == EINTR);
-  close(fd);
-  if (n <= 0) return -1;
-  text[n] = '\0';
-  return std::strtol(text, nullptr, 10);
-}
-
 bool pre_process_exists(long pid) {
   if (pid <= 0) return true;  // no single process can be asked
   if (kill(static_cast<pid_t>(pid), 0) == 0) return true;
@@ -219,26 +212,28 @@ void pre_sleep_ms(unsigned milliseconds) {
   }
 }
 
-void pre_signals_ignore(pre_signal_save *save) {
-  for (int i = 0; i < 3; i++) save->handlers[i] = std::signal(interruption_signals[i], SIG_IGN);
-  save->saved = true;
+void pre_signals_hold(pre_signal_hold *hold) {
+  if (hold->held) return;
+  sigset_t interruptions;
+  sigemptyset(&interruptions);
+  for (int sig : interruption_signals) sigaddset(&interruptions, sig);
+  hold->held = sigprocmask(SIG_BLOCK, &interruptions, &hold->previous) == 0;
 }
 
-void pre_signals_restore(pre_signal_save *save) {
-  if (!save->saved) return;
-  for (int i = 0; i < 3; i++)
-    std::signal(interruption_signals[i], save->handlers[i] == SIG_ERR ? SIG_DFL : save->handlers[i]);
-  save->saved = false;
+void pre_signals_release(pre_signal_hold *hold) {
+  if (!hold->held) return;
+  hold->held = false;
+  sigprocmask(SIG_SETMASK, &hold->previous, nullptr);
 }
 
-bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken) {
+bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken, pre_signal_hold *hold) {
   long long limit = max_wait > LLONG_MAX / 1000 ? LLONG_MAX : static_cast<long long>(max_wait) * 1000;
   long long elapsed = 0;  // time the same holder has been seen
   lock_view last = {-1, false, false, 0, 0, 0, 0};
   for (;;) {
     lock_view view = look_at(path);
     if (!view.exists) {
-      if (create_lock_file(path, taken)) return true;
+      if (create_lock_file(path, taken, hold)) return true;
       if (errno != EEXIST) return false;
       sched_yield();  // someone else was faster: look again
       continue;
@@ -264,10 +259,10 @@ bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken
     if (!stale) stale = view.holder <= 0 || !pre_process_exists(view.holder);
     if (!stale) {
       close_view(&view);
-      if (create_lock_file(path, taken)) return true;
+      if (create_lock_file(path, taken, hold)) return true;
       return false;  // a live holder beyond the limit
     }
-    bool took = take_over(path, &view, taken);
+    bool took = take_over(path, &view, taken, hold);
     int error = errno;
     close_view(&view);
     if (took) return true;

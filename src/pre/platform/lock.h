@@ -1,8 +1,9 @@
-// Locks, process queries, pauses and signal dispositions used while the symbol file
-// is updated.
+// Locks, lock files, process queries, pauses, the safe replacement of a file, and the
+// holding back of signals, used while the symbol file is updated.
 #ifndef QUB_PLATFORM_LOCK_H
 #define QUB_PLATFORM_LOCK_H
 
+#include <csignal>
 #include <cstdio>
 
 // Waits for and takes an exclusive lock on bytes 0 to 0xFFFEFFFF of an open file
@@ -14,14 +15,17 @@ bool pre_lock_file_region(std::FILE *file);
 // the file cannot be created; a failed write removes the file again.
 bool pre_create_pid_file(const char *path, long pid);
 
-// Reads at most 15 bytes from the start of a file and takes the decimal number standing
-// there. Returns -1 when the file cannot be opened or holds nothing, 0 when its text does
-// not begin with a number.
-long pre_read_pid_file(const char *path);
-
 // False only when it is certain that no process with this identifier exists; a live
 // process that this user may not signal counts as existing.
 bool pre_process_exists(long pid);
+
+// The interruption signals (SIGINT, SIGTERM, SIGHUP) held back while the symbol file
+// changes: blocked, so that one that comes meanwhile waits and takes effect when they are
+// let through again. Dispositions are left alone.
+struct pre_signal_hold {
+  sigset_t previous;  // the signal mask before the hold
+  bool held;
+};
 
 // A lock file that this process created, told apart from any later file of that name.
 struct pre_lock_file_id {
@@ -34,8 +38,10 @@ struct pre_lock_file_id {
 // is taken over, when it names this process, when it names a process that no longer
 // exists once the wait is over, or when it holds no identifier and is older than the
 // wait. Taking over is atomic: of several waiters that find one stale file, one takes
-// it. False with errno set when the lock file cannot be had.
-bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken);
+// it. The interruption signals go through while it waits; they are held by hold from
+// just before the lock file is created, and stay held when it is. False with errno set
+// when the lock file cannot be had.
+bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken, pre_signal_hold *hold);
 
 // Removes the lock file taken by pre_take_lock_file. False with errno set when it is gone,
 // or is no longer the file that was taken (EEXIST), which is then left alone.
@@ -56,15 +62,9 @@ bool pre_close_on_disk(std::FILE *file);
 // Pause of a number of milliseconds; 0 gives up the rest of the time slice.
 void pre_sleep_ms(unsigned milliseconds);
 
-// The dispositions of the interruption signals (SIGINT, SIGTERM, SIGHUP).
-struct pre_signal_save {
-  void (*handlers[3])(int);
-  bool saved;
-};
-
-// Ignores the interruption signals and keeps their former dispositions.
-void pre_signals_ignore(pre_signal_save *save);
-// Puts back what pre_signals_ignore kept; nothing when nothing was kept.
-void pre_signals_restore(pre_signal_save *save);
+// Holds the interruption signals back; nothing when they are held already.
+void pre_signals_hold(pre_signal_hold *hold);
+// Lets them through again as before the hold; one that came meanwhile takes effect now.
+void pre_signals_release(pre_signal_hold *hold);
 
 #endif

@@ -12,7 +12,6 @@
 
 path_state g_path;
 
-pre_path_conf_table pre_path_conf_hooks = {conf_get, conf_first, conf_next};
 
 namespace {
 
@@ -89,17 +88,13 @@ bool wildcard_match(const char *t, const char *p) {
 // Goes through the values of a list in order and tells whether one selects the path.
 // Values behind the first that selects are not looked at.
 bool list_selects(const char *list, const char *path) {
-  conf_iter iterator = nullptr;
-  for (const char *v = pre_path_conf_hooks.first(list, &iterator); v; v = pre_path_conf_hooks.next(&iterator)) {
+  return conf_each_value(list, [&](const char *v) {
     if (std::strchr(v, '?')) {
       pre_set_message_args(list, v);
       pre_fatal(STATUS_BAD_PARAMETER_VALUE);
-      return true;
     }
-    if (!*v) continue;
-    if (pre_path_match(path, v)) return true;
-  }
-  return false;
+    return pre_path_match(path, v);
+  });
 }
 
 int free_cache_entry(void *, const char *key, void *value) {
@@ -241,8 +236,7 @@ bool pre_same_file(const char *a, const char *b) {
 }
 
 char *pre_source_id(const char *source) {
-  const char *mode = pre_path_conf_hooks.get("SOURCE_IDENTIFICATION");
-  if (!mode) mode = "";
+  const char *mode = conf_get("SOURCE_IDENTIFICATION");
   if (std::strcmp(mode, "as_given") == 0) return pre_xstrdup(source);
   const char *canonical = pre_canonical_path(source);
   if (std::strcmp(mode, "basename") == 0) return pre_xstrdup(pre_file_part(canonical));

@@ -84,15 +84,5 @@ void pre_note_current_file(const char *path);
 void pre_path_cache_create();
 void pre_path_cache_destroy();
 
-// --- configuration seam ------------------------------------------------------------
-// The parameter reads of this module go through this table. It holds conf_get,
-// conf_first and conf_next; tests put their own functions in to supply values.
-struct pre_path_conf_table {
-  const char *(*get)(const char *parameter);
-  const char *(*first)(const char *parameter, conf_iter *iterator);
-  const char *(*next)(conf_iter *iterator);
-};
-
-extern pre_path_conf_table pre_path_conf_hooks;
 
 #endif

@@ -27,7 +27,7 @@ const char *const LOCK_VARIABLE = "QUB_LOCK_MAX_WAIT";
 // Locking chosen by QUB_LOCK_MAX_WAIT.
 enum lock_mode { LOCK_SYSTEM, LOCK_FILE, LOCK_NONE };
 
-pre_signal_save g_signals = {{nullptr, nullptr, nullptr}, false};
+pre_signal_hold g_signals = {};  // the interruption signals, held back during the commit
 pre_lock_file_id g_lock_file = {0, 0};  // the lock file this process created
 std::uint64_t g_line_offset = 0;         // where the line in line_buffer starts
 
@@ -431,9 +431,10 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     symbol_temp_write_failed();
   long max_wait = 0;
   lock_mode mode = read_lock_mode(&max_wait);
-  pre_signals_ignore(&g_signals);
+  // Signals go through while the process waits for the lock, and are held back from
+  // the moment it has the lock until the commit is over.
   if (mode == LOCK_FILE) {
-    if (!pre_take_lock_file(g_symbol.lock_path, max_wait, &g_lock_file))
+    if (!pre_take_lock_file(g_symbol.lock_path, max_wait, &g_lock_file, &g_signals))
       fail(STATUS_LOCK_CREATE_FAILED, g_symbol.lock_path, std::strerror(errno));
     g_symbol.lock_held = true;
   }
@@ -448,18 +449,19 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
     }
     if (mode == LOCK_SYSTEM && !pre_lock_file_region(g_symbol.symbol_file))
       fail(STATUS_LOCK_CREATE_FAILED, g_symbol.symbol_path, std::strerror(errno));
-    if (mode == LOCK_SYSTEM && !pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path)) {
-      // Replaced (or removed) while this process waited: lock what stands there now.
-      pre_fclose(g_symbol.symbol_file);
-      g_symbol.symbol_file = nullptr;
-      continue;
+    pre_signals_hold(&g_signals);
+    bool replaced = mode == LOCK_SYSTEM && !pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path);
+    if (!replaced) {
+      if (std::fseek(g_symbol.symbol_file, 0, SEEK_END) != 0 || (size = std::ftell(g_symbol.symbol_file)) < 0)
+        fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
+      if (!second_route || size == 0) break;
     }
-    if (std::fseek(g_symbol.symbol_file, 0, SEEK_END) != 0 || (size = std::ftell(g_symbol.symbol_file)) < 0)
-      fail(STATUS_READ_FAILED, g_symbol.symbol_path, std::strerror(errno));
-    if (!second_route || size == 0) break;
-    // It exists, yet could not be opened for update: someone else may be creating it.
+    // Replaced (or removed) while this process waited: lock what stands there now. Or it
+    // exists, yet could not be opened for update: someone else may be creating it.
     pre_fclose(g_symbol.symbol_file);
     g_symbol.symbol_file = nullptr;
+    if (mode != LOCK_FILE) pre_signals_release(&g_signals);
+    if (replaced) continue;
     if (attempt == 2) fail(STATUS_CREATE_FAILED, g_symbol.symbol_path, "Too many QUB processes");
     pre_sleep_ms(3 * attempt);
     attempt++;
@@ -476,7 +478,7 @@ void pre_symbol_commit(const char *source_id, std::uint32_t line_count) {
   g_symbol.symbol_file = nullptr;
   if (pre_fclose(symbol_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.symbol_path, std::strerror(errno));
   remove_lock_file(REPORT_FATAL);
-  pre_signals_restore(&g_signals);
+  pre_signals_release(&g_signals);
   std::FILE *temp_file = g_symbol.temp_file;
   g_symbol.temp_file = nullptr;
   if (pre_fclose(temp_file) != 0) fail(STATUS_CLOSE_FAILED, g_symbol.temp_name, std::strerror(errno));
@@ -490,7 +492,7 @@ void pre_symbol_unlock() {
 void pre_symbol_reset() {
   if (g_symbol.temp_file) pre_fclose(g_symbol.temp_file);
   if (g_symbol.symbol_file) pre_fclose(g_symbol.symbol_file);
-  pre_signals_restore(&g_signals);
+  pre_signals_release(&g_signals);
   symbol_discard_line_state();
   free_text(&g_symbol.temp_name);
   free_text(&g_symbol.index_list);
