@@ -134,14 +134,16 @@ std::string meta(const report &r, const output_context &ctx) {
 }
 
 // The class of a line or an item: covered, partial (some outcomes) or missed (none).
-const char *status_of(const report &r, const report_item &item) {
-  std::vector<std::string> gaps = format_item_gaps(r, item);
+const char *status_from(const report_item &item, const std::vector<std::string> &gaps) {
   if (gaps.empty()) return "covered";
   return item.count > 0 ? "partial" : "missed";
 }
 
+const char *status_of(const report &r, const report_item &item) { return status_from(item, format_item_gaps(r, item)); }
+
 std::string item_html(const report &r, const report_item &item) {
-  std::string out = "<li class=\"" + std::string(status_of(r, item)) + "\"><code>" +
+  std::vector<std::string> gaps = format_item_gaps(r, item);
+  std::string out = "<li class=\"" + std::string(status_from(item, gaps)) + "\"><code>" +
                     format_xml_escape(format_item_title(item)) + "</code>";
   switch (item.item_class) {
     case ITEM_DECISION:
@@ -156,7 +158,6 @@ std::string item_html(const report &r, const report_item &item) {
       out += ": " + std::to_string(item.count);
       break;
   }
-  std::vector<std::string> gaps = format_item_gaps(r, item);
   if (item.item_class != ITEM_MULTICONDITION && !gaps.empty())
     out += " <span class=\"gap\">(" + format_xml_escape(gaps[0]) + ")</span>";
   if (item.item_class == ITEM_MULTICONDITION) {
@@ -201,9 +202,8 @@ bool read_source(const std::string &path, std::vector<std::string> *lines) {
   return true;
 }
 
-std::string file_page(const report &r, const output_context &ctx, std::uint32_t index) {
+std::string file_page(const report &r, const output_context &ctx, std::uint32_t index, const std::vector<int> &measures) {
   const report_file &f = r.files[index];
-  std::vector<int> measures = format_present_measures(r);
   std::string out = page_head(f.display + " - coverage");
   out += "<p><a href=\"index.html\">Coverage report</a></p>\n<h1>" + format_xml_escape(f.display) + "</h1>\n";
   out += meta(r, ctx);
@@ -235,9 +235,9 @@ std::string file_page(const report &r, const output_context &ctx, std::uint32_t 
       for (std::uint32_t i : its->second) {
         if (r.items[i].item_class == ITEM_COUNT_PRAGMA) continue;
         any = true;
-        std::string s = status_of(r, r.items[i]);
-        all = all && s == "covered";
-        some = some || s != "missed";
+        const char *s = status_of(r, r.items[i]);
+        all = all && s[0] == 'c';
+        some = some || s[0] != 'm';
       }
     if (!any) return "";
     return all ? "covered" : some ? "partial" : "missed";
@@ -317,6 +317,6 @@ bool output_html(const report &r, const output_context &ctx, const std::string &
   index += "</body>\n</html>\n";
   if (!write_file(directory + "/index.html", index, message)) return false;
   for (std::uint32_t i = 0; i < r.files.size(); i++)
-    if (!write_file(directory + "/" + page_name(r, i), file_page(r, ctx, i), message)) return false;
+    if (!write_file(directory + "/" + page_name(r, i), file_page(r, ctx, i, measures), message)) return false;
   return true;
 }

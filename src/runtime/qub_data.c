@@ -378,8 +378,18 @@ static void put_text(writer *w, const char *text) {
   put(w, text, n);
 }
 
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#define HOST_IS_LITTLE_ENDIAN 1
+#else
+#define HOST_IS_LITTLE_ENDIAN 0
+#endif
+
 static void put_array(writer *w, const uint64_t *a, uint64_t n) {
   uint64_t i;
+  if (HOST_IS_LITTLE_ENDIAN) {
+    put(w, a, (size_t)n * 8);
+    return;
+  }
   for (i = 0; i < n; i++) put_u64(w, a[i]);
 }
 
@@ -577,12 +587,15 @@ qub_data_status qub_data_parse(const void *bytes, size_t size, qub_data_file *fi
       s = qub_data_set_for(m, testcase);
       if (!s) return fail(file, QUB_DATA_NO_MEMORY, "no memory");
       to = s->f;
-      for (n = 0; n < length; n++) {
-        const unsigned char *p = r.at + 8 * n;
-        to[n] = (uint64_t)p[0] | (uint64_t)p[1] << 8 | (uint64_t)p[2] << 16 |
-                (uint64_t)p[3] << 24 | (uint64_t)p[4] << 32 | (uint64_t)p[5] << 40 |
-                (uint64_t)p[6] << 48 | (uint64_t)p[7] << 56;
-      }
+      if (HOST_IS_LITTLE_ENDIAN)
+        memcpy(to, r.at, (size_t)length * 8);
+      else
+        for (n = 0; n < length; n++) {
+          const unsigned char *p = r.at + 8 * n;
+          to[n] = (uint64_t)p[0] | (uint64_t)p[1] << 8 | (uint64_t)p[2] << 16 |
+                  (uint64_t)p[3] << 24 | (uint64_t)p[4] << 32 | (uint64_t)p[5] << 40 |
+                  (uint64_t)p[6] << 48 | (uint64_t)p[7] << 56;
+        }
       r.at += 8 * length;
     }
   }

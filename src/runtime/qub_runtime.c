@@ -18,7 +18,11 @@
 #include <time.h>
 #include <unistd.h>
 
-#define EXPORT __attribute__((visibility("default")))
+/* Everything here has hidden visibility (the library is built so): each
+ * image linked with libqub.a keeps its own copy, which a program that exports
+ * its symbols (-rdynamic) cannot interpose between a shared library and its
+ * modules. */
+#define EXPORT
 
 /* What the runtime keeps per registered module. */
 typedef struct mod_state {
@@ -75,12 +79,22 @@ static uint64_t (*find_timer(const char *text))(void) {
   const char *p;
   void *symbol;
   uint64_t (*timer)(void);
-  if (!text || !(*text == '_' || (*text >= 'A' && *text <= 'Z') || (*text >= 'a' && *text <= 'z')))
+  int name = text && (*text == '_' || (*text >= 'A' && *text <= 'Z') ||
+                      (*text >= 'a' && *text <= 'z'));
+  for (p = text; name && *p; p++)
+    name = *p == '_' || (*p >= '0' && *p <= '9') || (*p >= 'A' && *p <= 'Z') ||
+           (*p >= 'a' && *p <= 'z');
+  if (!name) {
+    /* A null pointer in any spelling means the default clock. */
+    static const char *const defaults[] = {"", "0", "(void *) 0", "(void*)0", "(void *)0", "NULL"};
+    size_t i;
+    for (i = 0; text && i < sizeof defaults / sizeof *defaults; i++)
+      if (strcmp(text, defaults[i]) == 0) return NULL;
+    if (text)
+      say("qub: timer %s is not the name of a function; timing uses the monotonic clock%s%s\n",
+          text, "", "");
     return NULL;
-  for (p = text; *p; p++)
-    if (!(*p == '_' || (*p >= '0' && *p <= '9') || (*p >= 'A' && *p <= 'Z') ||
-          (*p >= 'a' && *p <= 'z')))
-      return NULL;
+  }
   symbol = dlsym(RTLD_DEFAULT, text);
   if (!symbol) {
     say("qub: timer function %s not found (is it exported?); timing uses the monotonic clock%s%s\n",
