@@ -67,6 +67,9 @@ if have clang; then
   same_output "clang strict" attr
   same_as_plain "clang -pedantic-errors" . clang -std=c89 -pedantic-errors -c attr.c -o attr.o
   same_as_plain "clang -Weverything" . clang -Weverything -Wno-missing-prototypes -Werror -c unused.c -o u.o
+  printf '#pragma message "said once"\nint f(void);\n' >"$SRC/pragma.c"
+  same_as_plain "clang: a #pragma message" . clang -c pragma.c -o p.o
+  check "clang: the #pragma message is said once" test "$(grep -c 'warning: said once' "$WORK/qub.out")" -eq 1
   same_as_plain "clang: an error in the source" . clang -c bad.c -o bad.o
   check "clang's error names the user's file and line" qub_said 'bad.c:3:'
   check "clang's error names no temporary file" sh -c "! grep -q 'QUB\\.[0-9]' '$WORK/qub.out'"

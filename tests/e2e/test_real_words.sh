@@ -73,7 +73,7 @@ for sig in TERM INT HUP; do
   check "SIG$sig: exit status $expected ($rc)" test "$rc" -eq "$expected"
   sleep 0.2
   child=$(cat child.pid 2>/dev/null)
-  state=$(ps -o stat= -p "${child:-0}" 2>/dev/null)
+  state=$(sed 's/.*) //' "/proc/${child:-0}/stat" 2>/dev/null | cut -d' ' -f1)  # its state, or none
   check "SIG$sig: the compiler's own child is ended ($state)" test -z "$state" -o "${state#Z}" != "$state"
   [ -n "$state" ] && [ "${state#Z}" = "$state" ] && kill "$child"
   check "SIG$sig: no temporary file left" test -z "$(ls -A tmp)"

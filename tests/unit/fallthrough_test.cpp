@@ -13,6 +13,7 @@
 #include "preparse/fallthrough.h"
 #include "preparse/scanner.h"
 #include "preparse/token.h"
+#include "symbol/symbol.h"
 #include "test_util.h"
 
 using namespace qubtest;
@@ -44,8 +45,13 @@ class FallthroughTest : public testing::Test {
     ASSERT_FALSE(dir.empty());
     std::free(g_run.symbol_file_name);
     g_run.symbol_file_name = pre_xstrdup((dir + "/MON").c_str());
+    pre_symbol_reset();
   }
-  void TearDown() override { run_command("rm -rf '" + dir + "'"); }
+  void TearDown() override {
+    run_command("rm -rf '" + dir + "'");
+    pre_run_state_reset();  // later tests of this process find the symbol file as before
+    pre_symbol_reset();
+  }
 
   // The instrumented text of a source: its preprocessed form is the source's own text
   // behind a line marker that names it (the scanner drops the comments). What follows
