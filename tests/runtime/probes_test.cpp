@@ -140,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
                     language_case{"g++", "c++23", true, true, "-O0"}));
 
 // Expected counts of probes_cxx.ii.
-const std::vector<uint64_t> cxx_f = {11, 9, 5, 3, 2, 2, 3, 1};
+const std::vector<uint64_t> cxx_f = {11, 9, 5, 3, 2, 2, 3, 2, 1};
 const std::vector<uint64_t> cxx_j = {
     11,            // Flag::operator bool: return (every test of a Flag)
     9,             // find: return
@@ -154,7 +154,11 @@ const std::vector<uint64_t> cxx_j = {
     1, 1, 1, 1,    // guarded: throw, return, handler, handler's return
     1, 2, 2, 1, 1,  // sw: case 1, case 2 (also by fall-through), break, default, break
     3,             // sw: falls off its end
-    1};            // main: falls off its end
+    1, 1,          // fallback: throw, falls off its end
+    1, 1,          // fallback: handler entered, falls off the handler
+    2, 2,          // main: lambda entered, falls off the lambda
+    1,             // main: falls off its end
+    0, 0};         // main: handler never entered
 const std::vector<uint64_t> cxx_tf = {
     3, 6,  // find: k > 2 ? &x : nullptr
     1, 4,  // decl: if (int *p = find(k))
@@ -165,7 +169,8 @@ const std::vector<uint64_t> cxx_tf = {
     1, 3,  // flags: if (w == 2)
     1, 1,  // risky: if (k < 0)
     1, 1,  // guarded: if (k == 7)
-    5, 1};  // main: for k < 4
+    5, 1,  // main: for k < 4
+    1, 1};  // fallback: if (k)
 const std::vector<uint64_t> cxx_c = {
     1, 1, 1,  // flags: a and not b
     2, 0, 2};  // the lambda: x > 0 && x < 10

@@ -61,15 +61,6 @@ void describe(const std::string &name, int source, int version) {
 
 std::uint32_t line_count(int source, int version) { return static_cast<std::uint32_t>(10 * (1 + 4 * source + version)); }
 
-// A description of one function that stands in the file before any worker runs.
-std::string seed_description(const std::string &name) {
-  std::string covered = "3 0 1 0 0 0 f%1,1,0,0,0,0";
-  char fingerprint[16];
-  std::snprintf(fingerprint, sizeof fingerprint, "%08X",
-                pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()));
-  return "@" + name + "\n3 1700000000 " + fingerprint + " 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
-}
-
 // What the worker processes share with the test: which of them is inside a commit.
 struct shared_state {
   volatile int in_commit[MAX_WORKERS];
@@ -172,7 +163,7 @@ class SymbolCrashTest : public SymbolTest {
         bool seeded = w.id < SEEDED_WORKERS;
         if (note == noted.end()) {
           // Never noted: as before, or its first version if the kill came after the rename.
-          if (present && !(seeded && found->second.text == seed_description(name))) {
+          if (present && !(seeded && found->second.text == symtest::one_function_description(name))) {
             EXPECT_EQ(found->second.text, expected(w.id, source, 0, found->second.stamp, seeded ? 1 : 0)) << name;
           }
           EXPECT_TRUE(present || !seeded) << name << " lost";
@@ -192,7 +183,7 @@ class SymbolCrashTest : public SymbolTest {
     // Sources of workers that never ran stay as they were.
     for (int id = static_cast<int>(workers.size()); id < SEEDED_WORKERS; id++)
       for (int source = 0; source < SOURCES_PER_WORKER; source++)
-        EXPECT_EQ(view.sources[source_name(id, source)].text, seed_description(source_name(id, source)));
+        EXPECT_EQ(view.sources[source_name(id, source)].text, symtest::one_function_description(source_name(id, source)));
     EXPECT_EQ(view.sources.size(), BACKGROUND + SEEDED_WORKERS * SOURCES_PER_WORKER + worker_sources);
     for (int i = 0; i < BACKGROUND; i++)
       EXPECT_EQ(view.sources["file" + std::to_string(i) + ".c"].records.size(), 2u) << "file" << i;
@@ -298,8 +289,8 @@ class SymbolCrashTest : public SymbolTest {
 std::string seed_file() {
   std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
   for (int id = 0; id < SEEDED_WORKERS; id++)
-    for (int source = 0; source < SOURCES_PER_WORKER; source++) text += seed_description(source_name(id, source));
-  for (int i = 0; i < BACKGROUND; i++) text += seed_description("file" + std::to_string(i) + ".c");
+    for (int source = 0; source < SOURCES_PER_WORKER; source++) text += symtest::one_function_description(source_name(id, source));
+  for (int i = 0; i < BACKGROUND; i++) text += symtest::one_function_description("file" + std::to_string(i) + ".c");
   return text + "END OF SYMBOLFILE\n";
 }
 

@@ -27,6 +27,22 @@ struct symbol_file_view {
   std::map<std::string, stored_description> sources;
 };
 
+// A description of one function under the given name, as the writer stores it.
+inline std::string one_function_description(const std::string &name) {
+  std::string covered = "3 0 1 0 0 0 f%1,1,0,0,0,0";
+  char fingerprint[16];
+  std::snprintf(fingerprint, sizeof fingerprint, "%08X",
+                pre_symbol_cksum(reinterpret_cast<const unsigned char *>(covered.data()), covered.size()));
+  return "@" + name + "\n3 1700000000 " + fingerprint + " 0 0\n0 1 0 0 0 f\n%1,1,0,0,0,0\n";
+}
+
+// A symbol file of n such descriptions, of file0.c, file1.c, ...
+inline std::string symbol_file_of(int n) {
+  std::string text = "QUB++ sym 9\nMon Jan  1 00:00:00 2024\n";
+  for (int i = 0; i < n; i++) text += one_function_description("file" + std::to_string(i) + ".c");
+  return text + "END OF SYMBOLFILE\n";
+}
+
 inline symbol_file_view check_symbol_file(const std::string &text) {
   symbol_file_view view;
   std::vector<std::string> lines;

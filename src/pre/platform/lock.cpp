@@ -139,6 +139,11 @@ bool pre_lock_file_region(std::FILE *file) {
   }
 }
 
+bool pre_is_symbolic_link(const char *path) {
+  struct stat st;
+  return lstat(path, &st) == 0 && S_ISLNK(st.st_mode);
+}
+
 bool pre_is_file_at(std::FILE *file, const char *path) {
   struct stat open_one, named;
   return fstat(fileno(file), &open_one) == 0 && stat(path, &named) == 0 && open_one.st_dev == named.st_dev &&

@@ -47,6 +47,9 @@ bool pre_take_lock_file(const char *path, long max_wait, pre_lock_file_id *taken
 // or is no longer the file that was taken (EEXIST), which is then left alone.
 bool pre_remove_lock_file(const char *path, const pre_lock_file_id *taken);
 
+// Whether path is a symbolic link.
+bool pre_is_symbolic_link(const char *path);
+
 // Whether path names the file that is open as file (the same device and inode).
 bool pre_is_file_at(std::FILE *file, const char *path);
 

@@ -137,9 +137,10 @@ void remove_lock_file(report_mode mode) {
 struct replacement_state {
   std::FILE *file;   // the new file being written
   char *name;        // its name, until it is renamed or removed
+  char *target;      // the file it replaces: the symbol file, or what its link names
   bool empty_made;   // the symbol file was empty when locked: no file before this commit
 };
-replacement_state g_new = {nullptr, nullptr, false};
+replacement_state g_new = {nullptr, nullptr, nullptr, false};
 
 void write_new(const char *text, std::size_t length) {
   if (std::fwrite(text, 1, length, g_new.file) != length) symbol_write_failed();
@@ -147,21 +148,21 @@ void write_new(const char *text, std::size_t length) {
 
 void write_new(const char *text) { write_new(text, std::strlen(text)); }
 
-// The name of the new file. Under a lock only the holder writes it, so one name serves
-// and a file left by a process that died is reused; without locking each process has
-// its own.
-std::string replacement_name(bool locked) {
-  std::string name = g_symbol.symbol_path;
-  if (!locked) name += "." + std::to_string(pre_process_id());
-  return name + ".new";
-}
-
-// Starts the new file with the identification and the date of this change.
+// Starts the new file with the identification and the date of this change. It lies
+// beside the file that it replaces (a symbolic link stays a link). Under a lock only the
+// holder writes it, so one name serves and a file left by a process that died is reused;
+// without locking each process has its own.
 void open_replacement(bool locked) {
-  std::string name = replacement_name(locked);
+  std::string target = g_symbol.symbol_path;
+  std::string real;
+  if (pre_is_symbolic_link(target.c_str()) && pre_real_path(target.c_str(), &real)) target = real;
+  std::string name = target;
+  if (!locked) name += "." + std::to_string(pre_process_id());
+  name += ".new";
   g_new.file = pre_open_replacement(name.c_str(), g_new.empty_made ? nullptr : g_symbol.symbol_file);
   if (!g_new.file) symbol_write_failed();
   g_new.name = pre_xstrdup(name.c_str());
+  g_new.target = pre_xstrdup(target.c_str());
   static char buffer[1 << 16];
   std::setvbuf(g_new.file, buffer, _IOFBF, sizeof buffer);
   write_new(IDENTIFICATION);
@@ -173,8 +174,9 @@ void open_replacement(bool locked) {
 void install_replacement() {
   std::FILE *file = g_new.file;
   g_new.file = nullptr;
-  if (!pre_close_on_disk(file) || std::rename(g_new.name, g_symbol.symbol_path) != 0) symbol_write_failed();
+  if (!pre_close_on_disk(file) || std::rename(g_new.name, g_new.target) != 0) symbol_write_failed();
   free_text(&g_new.name);
+  free_text(&g_new.target);
   g_new.empty_made = false;
 }
 
@@ -185,6 +187,7 @@ void drop_replacement() {
   g_new.file = nullptr;
   if (g_new.name) unlink(g_new.name);
   free_text(&g_new.name);
+  free_text(&g_new.target);
   if (g_new.empty_made && g_symbol.symbol_file && pre_is_file_at(g_symbol.symbol_file, g_symbol.symbol_path))
     unlink(g_symbol.symbol_path);
   g_new.empty_made = false;
