@@ -62,9 +62,12 @@ struct qub_frame {
  * Declared with assembler names instead of extern "C", which needs
  * __cplusplus to be spelled. */
 
-/* Merges all counters of this program (of the image linked with this copy of
- * the runtime) into their data files now, and clears them. 0 on success, -1
- * if a data file could not be written (a line on stderr says why). */
+/* These act on every instrumented module of the process (docs/runtime.md
+ * says how copies of the runtime in shared libraries are found). */
+
+/* Merges all counters into their data files now, and clears them. 0 on
+ * success, -1 if a data file could not be written (a line on stderr says
+ * why). */
 int qub_write(void) __asm__("qub_write");
 /* Clears all counters not yet written. */
 void qub_clear(void) __asm__("qub_clear");

@@ -5,6 +5,7 @@
 #include "qub_data.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -495,12 +496,35 @@ static int add_testcase_name(const char *name) {
   return (int)rt.testcase_count++;
 }
 
+/* Each image linked with libqub.a has a copy of the runtime with the modules
+ * of that image. What the program asks for holds for the whole process, so
+ * each copy publishes its own operations under one exported name, and the
+ * copy that is asked finds the others among the loaded images. (A copy in a
+ * shared library finds the program's copy only when the program exports the
+ * name: -rdynamic, or -Wl,--export-dynamic-symbol=qub_runtime_copy_1.) */
+typedef struct runtime_copy {
+  unsigned int version;
+  int (*write)(void);
+  void (*clear)(void);
+  void (*quit)(void);
+  void (*testcase)(const char *);
+  const char *(*current_testcase)(void);
+} runtime_copy;
+
+static size_t other_copies(const runtime_copy **found, size_t max);
+
 static void initialise(void) {
+  const runtime_copy *others[1];
   if (rt.initialised) return;
   rt.initialised = 1;
   if (add_testcase_name("") != 0) say("qub: out of memory%s%s%s\n", "", "", "");
   atexit(at_exit);
   pthread_atfork(before_fork, after_fork_parent, after_fork_child);
+  /* A library loaded while a test case runs counts into that test case. */
+  if (other_copies(others, 1) == 1) {
+    int index = add_testcase_name(others[0]->current_testcase());
+    if (index >= 0) rt.testcase = (uint32_t)index;
+  }
 }
 
 EXPORT void qub_register(struct qub_module *module, const char *source_id, const char *data_file) {
@@ -573,7 +597,7 @@ EXPORT void qub_unregister(struct qub_module *module) {
 
 /* ---- the program's interface -------------------------------------------- */
 
-EXPORT int qub_write(void) {
+static int local_write(void) {
   int result;
   pthread_mutex_lock(&rt.lock);
   initialise();
@@ -582,7 +606,7 @@ EXPORT int qub_write(void) {
   return result;
 }
 
-EXPORT void qub_clear(void) {
+static void local_clear(void) {
   mod_state *s;
   pthread_mutex_lock(&rt.lock);
   for (s = rt.modules; s; s = s->next) {
@@ -592,14 +616,14 @@ EXPORT void qub_clear(void) {
   pthread_mutex_unlock(&rt.lock);
 }
 
-EXPORT void qub_quit(void) {
+static void local_quit(void) {
   pthread_mutex_lock(&rt.lock);
   settle_all();
   rt.quit = 1;
   pthread_mutex_unlock(&rt.lock);
 }
 
-EXPORT void qub_testcase(const char *name) {
+static void local_testcase(const char *name) {
   int index;
   pthread_mutex_lock(&rt.lock);
   initialise();
@@ -609,4 +633,92 @@ EXPORT void qub_testcase(const char *name) {
   else say("qub: out of memory; test case %s is not kept apart%s%s\n", name, "", "");
   rt.quit = 0;
   pthread_mutex_unlock(&rt.lock);
+}
+
+static const char *local_current_testcase(void) {
+  return rt.testcase_count ? rt.testcase_names[rt.testcase] : "";
+}
+
+/* The copy is compared by its own hidden name: the exported one may be
+ * bound to another image's definition. */
+static const runtime_copy this_copy = {1, local_write, local_clear, local_quit, local_testcase,
+                                       local_current_testcase};
+extern const runtime_copy qub_runtime_copy_1
+    __attribute__((alias("this_copy"), visibility("default")));
+
+typedef struct image_names {
+  char **names;
+  size_t count, capacity;
+} image_names;
+
+static int note_image(struct dl_phdr_info *info, size_t size, void *data) {
+  image_names *list = (image_names *)data;
+  (void)size;
+  if (list->count == list->capacity) {
+    size_t capacity = list->capacity ? 2 * list->capacity : 32;
+    void *grown = realloc(list->names, capacity * sizeof *list->names);
+    if (!grown) return 1;
+    list->names = (char **)grown;
+    list->capacity = capacity;
+  }
+  /* The program itself has the empty name. */
+  list->names[list->count] = strdup(info->dlpi_name ? info->dlpi_name : "");
+  if (list->names[list->count]) list->count++;
+  return 0;
+}
+
+/* The other copies of the runtime in this process, at most `max`. */
+static size_t other_copies(const runtime_copy **found, size_t max) {
+  image_names list = {NULL, 0, 0};
+  size_t i, k, n = 0;
+  /* Names first: the images are opened only after the walk, which holds the
+   * dynamic linker's lock. */
+  dl_iterate_phdr(note_image, &list);
+  for (i = 0; i < list.count; i++) {
+    void *image = dlopen(list.names[i][0] ? list.names[i] : NULL, RTLD_LAZY | RTLD_NOLOAD);
+    const runtime_copy *copy;
+    free(list.names[i]);
+    if (!image) continue;
+    copy = (const runtime_copy *)dlsym(image, "qub_runtime_copy_1");
+    if (copy && copy != &this_copy && copy->version == 1 && n < max) {
+      for (k = 0; k < n && found[k] != copy; k++) {
+      }
+      if (k == n) found[n++] = copy;
+    }
+    dlclose(image);
+  }
+  free(list.names);
+  return n;
+}
+
+#define MAX_COPIES 256
+
+EXPORT int qub_write(void) {
+  const runtime_copy *copies[MAX_COPIES];
+  size_t i, n = other_copies(copies, MAX_COPIES);
+  int result = local_write();
+  for (i = 0; i < n; i++)
+    if (copies[i]->write() != 0) result = -1;
+  return result;
+}
+
+EXPORT void qub_clear(void) {
+  const runtime_copy *copies[MAX_COPIES];
+  size_t i, n = other_copies(copies, MAX_COPIES);
+  local_clear();
+  for (i = 0; i < n; i++) copies[i]->clear();
+}
+
+EXPORT void qub_quit(void) {
+  const runtime_copy *copies[MAX_COPIES];
+  size_t i, n = other_copies(copies, MAX_COPIES);
+  local_quit();
+  for (i = 0; i < n; i++) copies[i]->quit();
+}
+
+EXPORT void qub_testcase(const char *name) {
+  const runtime_copy *copies[MAX_COPIES];
+  size_t i, n = other_copies(copies, MAX_COPIES);
+  local_testcase(name);
+  for (i = 0; i < n; i++) copies[i]->testcase(name);
 }

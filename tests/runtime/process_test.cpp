@@ -139,13 +139,28 @@ TEST(Fork, ChildDoesNotCountTheParentsCountsAgain) {
   EXPECT_EQ(c.f.runs, 2u);
 }
 
-// A host that loads an instrumented library twice, calls it 7 times each
-// time, unloads it, and reads the data file after each unload.
+// A host (not instrumented, but linked with the runtime) that loads an
+// instrumented library with its own copy of the runtime twice, and reads the
+// data file at each step. The host's qub_write and qub_testcase reach the
+// library's copy; a library loaded while a test case runs counts into it.
 const char *dl_host = R"(
 #include <dlfcn.h>
 #include <stdio.h>
 #include <inttypes.h>
+#include "qub.h"
 #include "qub_data.h"
+static void show(const char *when, const char *path) {
+  qub_data_file f;
+  uint32_t i;
+  if (qub_data_read(path, &f) != QUB_DATA_OK) { printf("%s: unreadable\n", when); return; }
+  qub_data_module *m = qub_data_find(&f, "/src/plugin.c");
+  printf("%s:", when);
+  for (i = 0; m && i < m->set_count; i++)
+    printf(" [%s] %" PRIu64 " %" PRIu64 " %" PRIu64, f.testcases[m->sets[i].testcase].name,
+           m->sets[i].f[0], m->sets[i].tf[0], m->sets[i].tf[1]);
+  printf("\n");
+  qub_data_free(&f);
+}
 int main(int argc, char **argv) {
   for (int round = 0; round < 2; round++) {
     void *lib = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
@@ -153,13 +168,14 @@ int main(int argc, char **argv) {
     int (*work)(int);
     *(void **)&work = dlsym(lib, "plugin_work");
     for (int i = 0; i < 7; i++) work(i);
+    if (round == 0) {
+      qub_write();
+      show("written", argv[2]);
+      qub_testcase("second");
+      work(9);
+    }
     dlclose(lib);
-    qub_data_file f;
-    if (qub_data_read(argv[2], &f) != QUB_DATA_OK) { printf("unreadable\n"); return 1; }
-    qub_data_module *m = qub_data_find(&f, "/src/plugin.c");
-    printf("%" PRIu64 " %" PRIu64 " %" PRIu64 "\n", m && m->set_count ? m->sets[0].f[0] : 0,
-           m && m->set_count ? m->sets[0].tf[0] : 0, m && m->set_count ? m->sets[0].tf[1] : 0);
-    qub_data_free(&f);
+    show("unloaded", argv[2]);
   }
   return argc == 3 ? 0 : 1;
 }
@@ -179,7 +195,8 @@ TEST(SharedLibraries, CountsOfAnUnloadedLibraryArriveAtUnload) {
   std::string host = dir / "host";
   std::string output;
   ASSERT_EQ(run("gcc -std=c99 -Wall -I" + quote(include_dir()) + " " + quote(host_source) +
-                    " " + quote(library()) + " -o " + quote(host),
+                    " " + quote(library()) +
+                    " -Wl,--export-dynamic-symbol=qub_runtime_copy_1 -o " + quote(host),
                 &output),
             0)
       << output;
@@ -189,8 +206,12 @@ TEST(SharedLibraries, CountsOfAnUnloadedLibraryArriveAtUnload) {
                 &output),
             0)
       << output;
-  // plugin_work(i) for i = 0..6: n > 3 is true for 4, 5, 6.
-  EXPECT_EQ(output, "7 3 4\n14 6 8\n");
+  // plugin_work(i) for i = 0..6: n > 3 is true for 4, 5, 6; then once more
+  // with 9 in "second", and after loading again 7 calls in "second".
+  EXPECT_EQ(output,
+            "written: [] 7 3 4\n"
+            "unloaded: [] 7 3 4 [second] 1 1 0\n"
+            "unloaded: [] 7 3 4 [second] 8 4 4\n");
 }
 
 TEST(DataFile, EnvironmentNamesADirectory) {
