@@ -51,6 +51,8 @@ pid_t start_child(F body) {
   std::fflush(nullptr);
   pid_t child = fork();
   if (child == 0) {
+    // A test run started in the background by a script inherits SIGINT ignored.
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) std::signal(sig, SIG_DFL);
     pre_symbol_reset();  // own description file, named with this process's identifier
     body();
     _exit(0);
